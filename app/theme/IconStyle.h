@@ -1,0 +1,21 @@
+// A style around another that draws the standard icons of the tool bars in the palette's text colour, so that
+// they stand out on dark and light themes alike; icons already handed out follow a change of the theme.
+//
+// Made by main around the base style and owned by the application. GUI thread only.
+#pragma once
+
+#include <QProxyStyle>
+
+namespace qorn::timetagger::gui {
+
+class IconStyle : public QProxyStyle {
+    Q_OBJECT
+public:
+    // Takes the base style over.
+    explicit IconStyle(QStyle* base);
+
+    QIcon standardIcon(StandardPixmap which, const QStyleOption* option = nullptr,
+                       const QWidget* widget = nullptr) const override;
+};
+
+} // namespace qorn::timetagger::gui

@@ -1,0 +1,190 @@
+#include "CaptureLoop.h"
+
+#include "Device.h"
+#include "Driver.h"
+#include "Error.h"
+#include "TagFanOut.h"
+#include "TagStreamReader.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <stdexcept>
+#include <vector>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+constexpr std::chrono::milliseconds kIdleSleep{2};
+constexpr quint8 kAllChannels = 15;
+
+// Bounds of the reader's queue, in tags.
+struct QueueRule {
+    std::size_t batches;
+    std::size_t least;
+};
+constexpr QueueRule kQueue{16, 131072};
+constexpr QueueRule kRecordingQueue{128, 8388608};
+
+timing::StreamFormat driverFormat(StreamChoice choice) {
+    switch (choice) {
+    case StreamChoice::Delta32:
+        return timing::StreamFormat::Delta32;
+    case StreamChoice::Raw64:
+        return timing::StreamFormat::Raw64;
+    case StreamChoice::PackedDelta:
+        break;
+    }
+    return timing::StreamFormat::PackedDelta;
+}
+
+void configurePackedDelta(timing::Device& device, const StreamSettings& settings,
+                          timing::StreamFileHeader& header) {
+    std::uint8_t bits = 16;
+    std::uint16_t quantum = 8;
+    timing::detail::check(timing::driver().tt_set_packed_delta_config(device.handle, settings.packedDeltaBits,
+                                                                      settings.packedQuantumPs, &bits,
+                                                                      &quantum),
+                          "set_packed_delta_config", device.handle);
+    header.delta_bits = bits;
+    header.quantum_ps = quantum;
+}
+
+void selectSource(timing::Device& device, bool external, double rateHz, StreamChoice format) {
+    const timing::DriverTable& api = timing::driver();
+    if (external) {
+        timing::detail::check(api.tt_disable_calibration_source(device.handle), "disable_calibration_source",
+                              device.handle);
+        return;
+    }
+    std::uint32_t divider = 0;
+    timing::detail::check(api.tt_set_calibration_freq(device.handle, &divider, rateHz),
+                          "set_calibration_freq", device.handle);
+    if (format == StreamChoice::Raw64) { // the other formats arm the source with the stream
+        timing::detail::check(api.tt_enable_calibration_source(device.handle), "enable_calibration_source",
+                              device.handle);
+    }
+}
+
+// Sends the settings of the stream, and describes what will come.
+timing::StreamFileHeader configureStream(timing::Device& device, const CaptureRequest& request) {
+    const StreamSettings& settings = request.stream;
+    const bool external = request.mode != QLatin1String("internal");
+    timing::StreamFileHeader header;
+    header.format = driverFormat(settings.format);
+    header.mode = external ? timing::StreamMode::External : timing::StreamMode::Internal;
+    header.transport = settings.streamInterface == 1 ? timing::Transport::Uart : timing::Transport::Usb;
+    header.channel_mask = request.channelMask == 0 ? kAllChannels : request.channelMask;
+    header.tdl_index = settings.streamTdlIndex;
+    header.delta_bits = settings.packedDeltaBits;
+    header.quantum_ps = settings.packedQuantumPs;
+    header.raw64_tag_format = settings.format == StreamChoice::Raw64 && !external ? "raw_cf" : "ps";
+    header.application = request.source.application;
+    header.device_product = request.source.product;
+    header.device_serial = request.source.serial;
+    header.device_port = request.source.port;
+    if (settings.format == StreamChoice::PackedDelta) {
+        configurePackedDelta(device, settings, header);
+    }
+    if (header.transport == timing::Transport::Uart && !settings.uartArmed) {
+        throw std::runtime_error(
+            QCoreApplication::translate(
+                "Measurement",
+                "UART-service streaming is a developer-only mode and is not armed. Enable it explicitly in "
+                "Settings -> Developer settings, or use a USB transport.")
+                .toStdString());
+    }
+    const timing::DriverTable& api = timing::driver();
+    timing::detail::check(api.tt_set_stream_interface(device.handle, static_cast<int>(header.transport),
+                                                      static_cast<int>(header.format)),
+                          "set_stream_interface", device.handle);
+    timing::detail::check(api.tt_set_stream_channel_mask(device.handle, header.channel_mask),
+                          "set_stream_channels", device.handle);
+    selectSource(device, external, request.internalRateHz, settings.format);
+    return header;
+}
+
+// A started tag stream: stopped by finish(), or else by the destructor with failures ignored.
+class StreamSession {
+public:
+    StreamSession(timing::Device& source, const timing::StreamFileHeader& header) : device(source) {
+        timing::detail::check(
+            timing::driver().tt_start_stream_mode(
+                device.handle, header.mode == timing::StreamMode::External ? 1 : 0, header.tdl_index),
+            "start_stream(mode)", device.handle);
+    }
+    ~StreamSession() {
+        if (running) {
+            timing::driver().tt_stop_stream_mode(device.handle, 0);
+        }
+    }
+    StreamSession(const StreamSession&) = delete;
+    StreamSession& operator=(const StreamSession&) = delete;
+
+    void finish() {
+        running = false;
+        timing::detail::check(timing::driver().tt_stop_stream_mode(device.handle, 0), "stop_stream_any",
+                              device.handle);
+    }
+
+private:
+    timing::Device& device;
+    bool running = true;
+};
+
+std::size_t queueLimit(const QueueRule& rule, int batchSize) {
+    return std::max(rule.batches * static_cast<std::size_t>(std::max(batchSize, 1)), rule.least);
+}
+
+// Records what a reader that has failed had decoded before. The reader's failure is the one to show, so
+// another one here is not.
+void recordRemainder(timing::TagStreamReader& reader, std::vector<timing::TimeTag>& pulled, std::size_t limit,
+                     TagFanOut& fanOut, LoopClock::TimePoint now) {
+    try {
+        while (!pulled.empty()) {
+            fanOut.record(pulled, now);
+            reader.take(pulled, limit);
+        }
+    } catch (const std::exception&) {
+        pulled.clear();
+    }
+}
+
+} // namespace
+
+void captureLoop(timing::Device& device, const CaptureRequest& request, relay::RelayServer* relay,
+                 const std::atomic<bool>& stop, MeasurementEvents& events, LoopClock& clock) {
+    ensureReferenceClockReadyForMeasurement(device, request.clock, stop, events, clock);
+    const timing::StreamFileHeader header = configureStream(device, request);
+    const auto start = clock.now();
+    auto recording = TagRecording::start(request.recording, header, start);
+    const QueueRule& queueRule = recording ? kRecordingQueue : kQueue;
+    TagFanOut fanOut(std::move(recording), relay, events, request.batchSize, request.maxUiTagsPerSecond,
+                     start);
+    StreamSession stream(device, header);
+    timing::TagStreamReader reader(device);
+    reader.start(header, timing::TagStreamReader::kReadBytes, queueLimit(queueRule, request.batchSize));
+
+    const auto limit = static_cast<std::size_t>(std::max(request.batchSize, 1));
+    std::vector<timing::TimeTag> pulled;
+    pulled.reserve(limit);
+    while (!stop) {
+        const std::exception_ptr failure = reader.take(pulled, limit);
+        const auto now = clock.now();
+        if (failure) {
+            recordRemainder(reader, pulled, limit, fanOut, now);
+            std::rethrow_exception(failure);
+        }
+        fanOut.record(pulled, now);
+        fanOut.publish(pulled);
+        fanOut.show(pulled, now);
+        if (pulled.empty()) {
+            clock.sleepFor(kIdleSleep);
+        }
+    }
+    reader.stop();
+    stream.finish();
+    fanOut.closeRecording();
+}
+
+} // namespace qorn::timetagger::gui

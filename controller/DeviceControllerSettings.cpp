@@ -1,0 +1,397 @@
+// The controller's settings operations: clock, inputs, calibration and the relay server.
+#include "DeviceController.h"
+
+#include "Driver.h"
+#include "Error.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+// Statuses by which an image shows that it has no clock control.
+constexpr std::array<tt_status, 3> kNoClockControl{TT_TIMED_OUT, TT_NOT_SUPPORTED, TT_REJECTED};
+
+bool meansNoClockControl(const timing::Error& failure) {
+    return std::find(kNoClockControl.begin(), kNoClockControl.end(), failure.status()) !=
+           kNoClockControl.end();
+}
+
+QString text(const std::exception& failure) {
+    return QString::fromUtf8(failure.what());
+}
+
+void setText(QString* target, const QString& value) {
+    if (target != nullptr) {
+        *target = value;
+    }
+}
+
+} // namespace
+
+ClockRequest DeviceController::clockRequest() const {
+    return {clockSource, clockSignal, clockControlAvailable};
+}
+
+UiClockStatus DeviceController::makeClockStatus(const timing::ReferenceClockStatus& status, bool available,
+                                                const QString& message) const {
+    return {hasDevice(),
+            available,
+            status.requestedSource,
+            status.activeSource,
+            status.outputSignal,
+            status.referencePresent,
+            status.referenceLocked,
+            status.thirdFlag,
+            status.fallbackActive,
+            status.lockFault,
+            status.statusWord,
+            message};
+}
+
+void DeviceController::emitClockUnavailable(const QString& message) {
+    timing::ReferenceClockStatus status;
+    status.requestedSource = clockSource;
+    status.activeSource = timing::ReferenceClockSource::Internal;
+    status.outputSignal = clockSignal;
+    Q_EMIT clockStatusChanged(makeClockStatus(status, false, message));
+}
+
+bool DeviceController::trySetReferenceClock(timing::ReferenceClockSource source,
+                                            timing::ReferenceSignal signal) {
+    if (!hasDevice() || !clockControlAvailable) {
+        emitClockUnavailable(tr("Clock control is unavailable on this device image."));
+        return false;
+    }
+    try {
+        const timing::ReferenceClockStatus status = device->set_reference_clock(source, signal);
+        Q_EMIT clockStatusChanged(makeClockStatus(status, true, QString()));
+        return true;
+    } catch (const timing::Error& failure) {
+        if (!meansNoClockControl(failure)) {
+            throw;
+        }
+        clockControlAvailable = false;
+        qInfo("Reference clock control unavailable on this FPGA image; using fixed internal clock path: %s",
+              failure.what());
+        emitClockUnavailable(text(failure));
+        return false;
+    }
+}
+
+void DeviceController::setReferenceClockWish(timing::ReferenceClockSource source,
+                                             timing::ReferenceSignal signal) {
+    clockSource = source;
+    clockSignal = signal;
+}
+
+bool DeviceController::applyReferenceClockConfig(timing::ReferenceClockSource source,
+                                                 timing::ReferenceSignal signal, QString* error) {
+    setReferenceClockWish(source, signal);
+    if (!hasDevice()) {
+        emitClockUnavailable(QString());
+        setText(error, QString());
+        return true;
+    }
+    if (capturing || calibrationBusy) {
+        setText(error, tr("Stop the current capture or calibration before changing clock settings."));
+        return false;
+    }
+    try {
+        if (trySetReferenceClock(source, signal)) {
+            return true;
+        }
+        setText(error, tr("Clock control is unavailable on this device image."));
+    } catch (const std::exception& failure) {
+        if (error == nullptr) {
+            Q_EMIT captureError(text(failure));
+        }
+        setText(error, text(failure));
+    }
+    return false;
+}
+
+void DeviceController::refreshClockStatus() {
+    if (!hasDevice()) {
+        emitClockUnavailable(QString());
+        return;
+    }
+    if (capturing || calibrationBusy) {
+        return; // the device belongs to the task
+    }
+    if (!clockControlAvailable) {
+        emitClockUnavailable(tr("Clock control is unavailable on this device image."));
+        return;
+    }
+    try {
+        Q_EMIT clockStatusChanged(makeClockStatus(device->reference_clock_status(), true, QString()));
+    } catch (const timing::Error& failure) {
+        if (meansNoClockControl(failure)) {
+            clockControlAvailable = false;
+        }
+        emitClockUnavailable(text(failure));
+    }
+}
+
+void DeviceController::applyClockWishLater() {
+    QTimer::singleShot(0, this, [this] {
+        if (!hasDevice() || capturing || calibrationBusy) {
+            return; // a measurement that has begun sets the clock itself
+        }
+        try {
+            trySetReferenceClock(clockSource, clockSignal);
+        } catch (const std::exception&) {
+            // The next poll of the clock shows its state.
+        }
+    });
+}
+
+bool DeviceController::setThresholds(const std::array<double, timing::kChannels>& volts, QString* error) {
+    if (!hasDevice()) {
+        setText(error, tr("Device is not open"));
+        return false;
+    }
+    if (capturing) {
+        setText(error, tr("Stop the current capture before changing thresholds"));
+        return false;
+    }
+    try {
+        sendThresholds(*device, volts, inputs);
+        return true;
+    } catch (const std::exception& failure) {
+        setText(error, text(failure));
+        return false;
+    }
+}
+
+bool DeviceController::setInputDeadTimesNs(const std::array<double, timing::kChannels>& ns,
+                                           std::array<double, timing::kChannels>* applied, QString* error) {
+    if (!hasDevice()) {
+        setText(error, tr("Device is not open"));
+        return false;
+    }
+    if (capturing) {
+        setText(error, tr("Stop the current capture before changing input dead time"));
+        return false;
+    }
+    std::array<std::int64_t, timing::kChannels> ps{};
+    if (!toDeadTimesPs(ns, ps, error)) {
+        return false;
+    }
+    try {
+        sendDeadTimes(*device, ps, inputs);
+    } catch (const std::exception& failure) {
+        setText(error, text(failure));
+        return false;
+    }
+    if (applied != nullptr) {
+        *applied = inputs.deadTimesNs;
+    }
+    return true;
+}
+
+bool DeviceController::setInputDeadTimeNs(double ns, double* applied, QString* error) {
+    std::array<double, timing::kChannels> all{};
+    all.fill(ns);
+    std::array<double, timing::kChannels> result{};
+    if (!setInputDeadTimesNs(all, &result, error)) {
+        return false;
+    }
+    if (applied != nullptr) {
+        *applied = result[0];
+    }
+    return true;
+}
+
+bool DeviceController::setTdlMasks(const std::array<unsigned char, timing::kChannels>& masks,
+                                   QString* error) {
+    std::transform(masks.begin(), masks.end(), inputs.tdlMasks.begin(),
+                   [](unsigned char mask) { return static_cast<unsigned char>(mask & 7); });
+    if (!hasDevice()) {
+        return true;
+    }
+    if (capturing) {
+        setText(error, tr("Stop the current capture before changing developer settings"));
+        return false;
+    }
+    try {
+        sendTdlMasks(*device, inputs.tdlMasks);
+        return true;
+    } catch (const std::exception& failure) {
+        setText(error, text(failure));
+        return false;
+    }
+}
+
+QString DeviceController::calibrationFilePath() const {
+    return calibrationFilePathFor(serial);
+}
+
+DeviceController::CalibrationFile DeviceController::loadCalibrationFile(QString* error) {
+    const QString path = calibrationFilePath();
+    if (path.isEmpty() || !QFileInfo::exists(path)) {
+        return CalibrationFile::Missing;
+    }
+    return loadCalibrationFileFromPath(path, error) ? CalibrationFile::Loaded : CalibrationFile::Broken;
+}
+
+bool DeviceController::loadCalibrationFileFromPath(const QString& path, QString* error) {
+    if (!hostCalibration.loadCalibrationFileFromPath(path, serial, error)) {
+        return false;
+    }
+    for (int channel = 0; hasDevice() && channel < timing::kChannels; ++channel) {
+        if (const timing::FineLut* lut = hostCalibration.pickHostLut(channel, stream.streamTdlIndex)) {
+            device->luts[static_cast<std::size_t>(channel)] = *lut;
+        }
+    }
+    return true;
+}
+
+bool DeviceController::applyCalibration(bool upload, bool store, QString* report) {
+    if (!hasDevice()) {
+        setText(report, tr("Device is not open"));
+        return false;
+    }
+    if (hostCalibration.isEmpty()) {
+        setText(report, tr("No calibration result to apply"));
+        return false;
+    }
+    cancelCalibrationRequested = false;
+    for (int channel = 0; channel < timing::kChannels; ++channel) {
+        if (const timing::FineLut* lut = hostCalibration.pickHostLut(channel, stream.streamTdlIndex)) {
+            device->luts[static_cast<std::size_t>(channel)] = *lut;
+        }
+    }
+    if (!upload) {
+        if (store) {
+            hostCalibration.saveCalibrationFile(serial, nullptr);
+        }
+        setText(report, tr("Calibration saved for a future session."));
+        return true;
+    }
+    try {
+        uploadNow(store);
+    } catch (const std::exception& failure) {
+        setText(report, text(failure));
+        return false;
+    }
+    setText(report, tr("Calibration applied to all inputs."));
+    return true;
+}
+
+// Uploads the host's calibration, through its saved file or a temporary one. Throws with the text to show.
+void DeviceController::uploadNow(bool store) {
+    QString error;
+    QString source;
+    if (store) {
+        if (!hostCalibration.saveCalibrationFile(serial, &error)) {
+            throw std::runtime_error(error.toStdString());
+        }
+        source = calibrationFilePath();
+    } else {
+        const QString name = serial.isEmpty() ? QStringLiteral("device") : serial;
+        source = QDir::temp().filePath(QStringLiteral("qorn_cal_upload_%1.cal").arg(name));
+        timing::save_calibration_file(source.toStdString(), hostCalibration.currentCalibration(serial));
+    }
+    Q_EMIT calibrationUploadProgress(0);
+    if (!uploadCalibrationViaPublicApi(source, &error)) {
+        throw std::runtime_error(error.toStdString());
+    }
+    Q_EMIT calibrationUploadProgress(100);
+    if (!store) {
+        QFile::remove(source);
+    }
+}
+
+void DeviceController::uploadSavedCalibration() {
+    uploadCalibrationFileAsync(calibrationFilePath(), false);
+}
+
+void DeviceController::uploadCalibrationFile(const QString& path) {
+    uploadCalibrationFileAsync(path, false);
+}
+
+void DeviceController::uploadCalibrationFileAsync(const QString& path, bool openingDevice) {
+    if (!hasDevice()) {
+        Q_EMIT calibrationUploadFinished(false, tr("Device is not open"));
+        return;
+    }
+    if (capturing || calibrationBusy) {
+        Q_EMIT calibrationUploadFinished(
+            false, tr("Stop the current capture or calibration before uploading calibration data"));
+        return;
+    }
+    calibrationBusy = true;
+    cancelCalibrationRequested = false;
+    Q_EMIT calibrationUploadStarted(path);
+    Q_EMIT calibrationUploadProgress(0);
+    const quint64 generation = sourceGeneration.begin();
+    calibrationFuture = runOnPool([this, path, openingDevice, generation] {
+        QString message;
+        bool ok = false;
+        try {
+            ok = uploadCalibrationViaPublicApi(path, &message);
+        } catch (const std::exception& failure) {
+            message = text(failure);
+        }
+        if (ok) {
+            message = tr("Calibration uploaded to the device.");
+        }
+        calibrationBusy = false;
+        queue([this, ok, message, openingDevice, generation] {
+            if (!sourceGeneration.isCurrent(generation)) {
+                return;
+            }
+            Q_EMIT calibrationUploadFinished(ok, message);
+            if (openingDevice) {
+                applyClockWishLater();
+            }
+        });
+    });
+}
+
+// On the thread that has the device: a pool thread or, for applyCalibration, the GUI thread.
+bool DeviceController::uploadCalibrationViaPublicApi(const QString& path, QString* error) {
+    const tt_status status =
+        timing::driver().tt_upload_calibration_file(device->handle, path.toUtf8().constData());
+    if (status != TT_OK) {
+        setText(error, QString::fromStdString(timing::detail::failure_text(status, device->handle)));
+        return false;
+    }
+    sendTdlMasks(*device, inputs.tdlMasks); // the upload leaves the device's masks changed
+    return true;
+}
+
+bool DeviceController::setRelayServerEnabled(bool enabled, quint16 streamPort, quint16 statusPort,
+                                             QString* message) {
+    if (!enabled) {
+        relayServer->stop();
+        setText(message, QString());
+        return true;
+    }
+    if (!hasSource()) {
+        setText(message, tr("Open a local device or network relay before sharing data."));
+        return false;
+    }
+    std::string error;
+    if (!relayServer->start(streamPort, statusPort, &error)) {
+        setText(message, QString::fromStdString(error));
+        return false;
+    }
+    const relay::RelayServer::Stats stats = relayServer->stats();
+    setText(message, tr("Network relay listening on stream port %1 and status port %2.")
+                         .arg(stats.stream_port)
+                         .arg(stats.status_port));
+    return true;
+}
+
+relay::RelayServer::Stats DeviceController::relayServerStats() const {
+    return relayServer->stats();
+}
+
+} // namespace qorn::timetagger::gui

@@ -1,0 +1,19 @@
+// What a measurement loop reports while it runs. Called on the loop's thread; the implementation carries the
+// reports to where they are needed.
+#pragma once
+
+#include "ReferenceClock.h"
+#include "UiCounterSample.h"
+#include "UiTimeTag.h"
+
+namespace qorn::timetagger::gui {
+
+class MeasurementEvents {
+public:
+    virtual ~MeasurementEvents() = default;
+    virtual void clockStatus(const timing::ReferenceClockStatus& status) = 0;
+    virtual void counterSample(UiCounterSample sample) = 0;
+    virtual void tagsBatch(UiTimeTagBatch batch) = 0;
+};
+
+} // namespace qorn::timetagger::gui

@@ -1,0 +1,48 @@
+// Publishes batches of raw64 "ps" records to any number of TCP clients and a status line a second to others.
+// One service thread does all socket work; publishing never waits for a socket.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qorn::relay {
+
+class RelayServer {
+public:
+    struct Stats {
+        bool running = false;
+        std::uint16_t stream_port = 0;
+        std::uint16_t status_port = 0;
+        std::uint32_t stream_clients = 0;
+        std::uint32_t status_clients = 0;
+        std::uint64_t tags_published = 0;
+        std::uint64_t bytes_published = 0;
+        std::uint64_t bytes_sent = 0;
+        std::uint64_t slow_clients_disconnected = 0;
+        std::uint64_t ingress_overruns = 0;
+    };
+
+    RelayServer();
+    ~RelayServer(); // as stop()
+    RelayServer(const RelayServer&) = delete;
+    RelayServer& operator=(const RelayServer&) = delete;
+
+    // Stops an earlier run and listens on both ports of all interfaces; a port of 0 gets a free one, see
+    // stats(). False with a text in `error` (may be null) when a listener cannot be made.
+    bool start(std::uint16_t stream_port, std::uint16_t status_port, std::string* error);
+    void stop();
+    bool running() const;
+    Stats stats() const; // a copy; any thread
+
+    // Hands over whole records (8 bytes per tag) for all stream clients; any one thread. What does not fit
+    // the queue of 64 MiB drops the queue and all stream clients, and is counted as an overrun.
+    void publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+} // namespace qorn::relay

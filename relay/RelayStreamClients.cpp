@@ -1,0 +1,69 @@
+#include "RelayStreamClients.h"
+
+#include <utility>
+
+namespace qorn::relay {
+
+void RelayStreamClients::add(RelaySocket socket) {
+    clients.emplace_back().socket = std::move(socket);
+}
+
+std::size_t RelayStreamClients::distribute(const RelayBatch& batch) {
+    for (Client& client : clients) {
+        if (client.pending_bytes + batch->size() > kBacklogLimitBytes) {
+            client.socket.close();
+            continue;
+        }
+        client.pending.push_back(batch);
+        client.pending_bytes += batch->size();
+    }
+    const std::size_t before = clients.size();
+    removeClosed();
+    return before - clients.size();
+}
+
+void RelayStreamClients::appendPollRequests(std::vector<pollfd>& requests, bool input) const {
+    for (const Client& client : clients) {
+        const int events = (input ? POLLIN : 0) | (client.pending.empty() ? 0 : POLLOUT);
+        requests.push_back({client.socket.fd(), static_cast<short>(events), 0});
+    }
+}
+
+RelayStreamClients::Served RelayStreamClients::serve(std::span<const pollfd> answers) {
+    Served served;
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        Client& client = clients[i];
+        const int events = answers[i].revents;
+        const DiscardResult input = discardInput(client.socket, events);
+        served.discarded_input |= input == DiscardResult::Discarded;
+        if (input == DiscardResult::Closed)
+            client.socket.close();
+        else if (events & POLLOUT)
+            served.bytes_sent += sendFront(client);
+    }
+    removeClosed();
+    return served;
+}
+
+std::uint64_t RelayStreamClients::sendFront(Client& client) {
+    const std::span<const std::uint8_t> front(*client.pending.front());
+    const std::ptrdiff_t result = sendSome(client.socket, front.subspan(client.offset));
+    if (result < 0) {
+        client.socket.close();
+        return 0;
+    }
+    const std::size_t sent = static_cast<std::size_t>(result);
+    client.offset += sent;
+    client.pending_bytes -= sent;
+    if (client.offset == front.size()) {
+        client.pending.pop_front();
+        client.offset = 0;
+    }
+    return sent;
+}
+
+void RelayStreamClients::removeClosed() {
+    std::erase_if(clients, [](const Client& client) { return !client.socket; });
+}
+
+} // namespace qorn::relay

@@ -1,0 +1,50 @@
+#include "TagRing.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace qorn::timing {
+
+void TagRing::clear() {
+    head = 0;
+    count = 0;
+}
+
+void TagRing::push_back(std::span<const TimeTag> tags) {
+    if (count + tags.size() > capacity) {
+        grow(count + tags.size());
+    }
+    const std::size_t at = (head + count) & (capacity - 1);
+    const std::size_t straight = std::min(tags.size(), capacity - at);
+    std::copy_n(tags.data(), straight, slots.get() + at);
+    std::copy_n(tags.data() + straight, tags.size() - straight, slots.get());
+    count += tags.size();
+}
+
+void TagRing::pop_front(std::vector<TimeTag>& out, std::size_t limit) {
+    const std::size_t number = std::min(limit, count);
+    const std::size_t straight = std::min(number, capacity - head);
+    out.assign(slots.get() + head, slots.get() + head + straight);
+    out.insert(out.end(), slots.get(), slots.get() + (number - straight));
+    drop_front(number);
+}
+
+void TagRing::drop_front(std::size_t number) {
+    if (number > 0) {
+        head = (head + number) & (capacity - 1);
+        count -= number;
+    }
+}
+
+void TagRing::grow(std::size_t needed) {
+    const std::size_t larger = std::bit_ceil(needed);
+    auto moved = std::make_unique_for_overwrite<TimeTag[]>(larger);
+    const std::size_t straight = std::min(count, capacity - head);
+    std::copy_n(slots.get() + head, straight, moved.get());
+    std::copy_n(slots.get(), count - straight, moved.get() + straight);
+    slots = std::move(moved);
+    capacity = larger;
+    head = 0;
+}
+
+} // namespace qorn::timing

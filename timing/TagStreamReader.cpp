@@ -1,0 +1,113 @@
+#include "TagStreamReader.h"
+
+#include "Device.h"
+#include "Driver.h"
+#include "Error.h"
+#include "StreamDecoder.h"
+#include "ThreadName.h"
+
+#include <algorithm>
+
+namespace qorn::timing {
+namespace {
+
+constexpr std::size_t kLeastReadBytes = 4096;
+constexpr std::size_t kLeastQueue = 1024;
+constexpr int kReadTimeoutMs = 20; // bounds the latency of a stop
+
+} // namespace
+
+TagStreamReader::TagStreamReader(Device& source) : device(source) {}
+
+TagStreamReader::~TagStreamReader() {
+    join();
+}
+
+void TagStreamReader::start(const StreamFileHeader& header, std::size_t read_bytes, std::size_t max_queued) {
+    stop();
+    {
+        const std::lock_guard lock(mutex);
+        queue.clear();
+        error = nullptr;
+    }
+    max_queue = std::max(max_queued, kLeastQueue);
+    droppedTags = 0;
+    stop_requested = false;
+    running = true;
+    thread = std::thread(&TagStreamReader::run, this, header, std::max(read_bytes, kLeastReadBytes));
+}
+
+void TagStreamReader::stop() {
+    join();
+    std::exception_ptr stored;
+    {
+        const std::lock_guard lock(mutex);
+        stored = error;
+    }
+    if (stored) {
+        std::rethrow_exception(stored);
+    }
+}
+
+void TagStreamReader::join() {
+    stop_requested = true;
+    if (thread.joinable()) {
+        thread.join();
+    }
+    running = false;
+}
+
+std::exception_ptr TagStreamReader::take(std::vector<TimeTag>& tags, std::size_t limit) {
+    const std::lock_guard lock(mutex);
+    queue.pop_front(tags, limit);
+    return error;
+}
+
+void TagStreamReader::run(const StreamFileHeader& header, std::size_t read_bytes) {
+    set_thread_name("qorn-reader");
+    try {
+        read_until_stopped(header, read_bytes);
+    } catch (...) {
+        const std::lock_guard lock(mutex);
+        error = std::current_exception();
+    }
+    running = false;
+}
+
+void TagStreamReader::read_until_stopped(const StreamFileHeader& header, std::size_t read_bytes) {
+    StreamDecoder decoder(header);
+    std::vector<std::uint8_t> buffer(read_bytes);
+    while (!stop_requested) {
+        std::size_t count = 0;
+        const tt_status status = driver().tt_read_stream_bytes(device.handle, buffer.data(), buffer.size(),
+                                                               &count, kReadTimeoutMs);
+        if (status == TT_TIMED_OUT) {
+            continue;
+        }
+        if (status != TT_OK) {
+            detail::throw_status(status, "read_stream_bytes", driver().tt_last_error(device.handle));
+        }
+        if (count > buffer.size()) {
+            detail::throw_status(TT_FAILED, "read_stream_bytes",
+                                 "the driver claims more bytes than it was given room for");
+        }
+        if (count != 0) {
+            enqueue(decoder.feed({buffer.data(), count}));
+        }
+    }
+}
+
+void TagStreamReader::enqueue(std::span<const TimeTag> tags) {
+    if (tags.empty()) {
+        return;
+    }
+    const std::lock_guard lock(mutex);
+    queue.push_back(tags);
+    if (queue.size() > max_queue) {
+        const std::size_t excess = queue.size() - max_queue;
+        queue.drop_front(excess);
+        droppedTags += excess;
+    }
+}
+
+} // namespace qorn::timing

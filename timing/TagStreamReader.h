@@ -1,0 +1,63 @@
+// Reads the driver's stream bytes on a thread of its own, decodes them and holds the tags in a bounded queue,
+// so that the driver's buffer is emptied however slowly the consumer runs. When the queue is full the oldest
+// tags are thrown away and counted.
+#pragma once
+
+#include "StreamFileHeader.h"
+#include "TagRing.h"
+#include "TimeTag.h"
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <span>
+#include <thread>
+#include <vector>
+
+namespace qorn::timing {
+
+class Device;
+
+// One consumer thread calls start, take and stop; the reader thread is internal.
+class TagStreamReader {
+public:
+    static constexpr std::size_t kReadBytes = 1048576; // what callers pass as read_bytes
+
+    explicit TagStreamReader(Device& source);
+    ~TagStreamReader(); // as stop(), swallows every exception
+    TagStreamReader(const TagStreamReader&) = delete;
+    TagStreamReader& operator=(const TagStreamReader&) = delete;
+
+    // Stops an earlier run, empties queue and error, and starts reading. read_bytes is raised to 4096 and
+    // max_queue (tags) to 1024. The stream must have been started. Throws what stop() throws.
+    void start(const StreamFileHeader& header, std::size_t read_bytes, std::size_t max_queue);
+
+    // Ends the thread, then rethrows the error that ended it, if any; the error stays until the next start().
+    void stop();
+
+    // Replaces the contents of `tags` by up to `limit` of the oldest tags, in stream order. Returns the error
+    // that has ended the thread, or null; tags may still be queued then. Holds the mutex only to move tags.
+    std::exception_ptr take(std::vector<TimeTag>& tags, std::size_t limit);
+
+    std::uint64_t dropped() const { return droppedTags; } // tags lost to the full queue since start()
+    bool is_running() const { return running; }
+
+private:
+    void run(const StreamFileHeader& header, std::size_t read_bytes);
+    void read_until_stopped(const StreamFileHeader& header, std::size_t read_bytes);
+    void join();
+    void enqueue(std::span<const TimeTag> tags);
+
+    Device& device;
+    std::thread thread;
+    std::atomic<bool> stop_requested{false};
+    std::atomic<bool> running{false};
+    std::atomic<std::uint64_t> droppedTags{0};
+    std::mutex mutex; // guards queue and error
+    TagRing queue;
+    std::size_t max_queue = 1024;
+    std::exception_ptr error;
+};
+
+} // namespace qorn::timing

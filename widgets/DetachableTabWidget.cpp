@@ -1,0 +1,180 @@
+#include "DetachableTabWidget.h"
+
+#include <QCloseEvent>
+#include <QDockWidget>
+#include <QHBoxLayout>
+#include <QMainWindow>
+#include <QMenu>
+#include <QPointer>
+#include <QTabBar>
+#include <QToolButton>
+
+#include <algorithm>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+constexpr int kAddButtonSize = 28;
+constexpr int kAddButtonGap = 4;
+
+// Holds one detached page; closing it gives the page back to where it came from.
+class DetachedDock : public QDockWidget {
+public:
+    DetachedDock(DetachableTabWidget* tabs, QWidget* detachedPage, const QString& title, QWidget* parent)
+        : QDockWidget(title, parent), origin(tabs), page(detachedPage), tabTitle(title) {
+        setObjectName(QStringLiteral("ExperimentDock"));
+        setAttribute(Qt::WA_DeleteOnClose);
+        setAllowedAreas(Qt::AllDockWidgetAreas);
+        setFeatures(DockWidgetClosable | DockWidgetMovable | DockWidgetFloatable);
+        setWidget(page);
+        // A page that is deleted in here takes its empty dock along.
+        connect(page, &QObject::destroyed, this, &QObject::deleteLater);
+    }
+
+    bool cameFrom(const DetachableTabWidget* tabs) const { return origin == tabs; }
+    QWidget* detachedPage() const { return page; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override {
+        if (page != nullptr && origin != nullptr) {
+            disconnect(page, &QObject::destroyed, this, nullptr);
+            setWidget(nullptr);
+            origin->reattach(page, tabTitle);
+            page = nullptr;
+        }
+        QDockWidget::closeEvent(event);
+    }
+
+private:
+    QPointer<DetachableTabWidget> origin;
+    QPointer<QWidget> page;
+    QString tabTitle;
+};
+
+QList<DetachedDock*> docksOf(const DetachableTabWidget* tabs) {
+    QList<DetachedDock*> docks;
+    const auto all = tabs->window()->findChildren<QDockWidget*>(QStringLiteral("ExperimentDock"));
+    for (QDockWidget* dock : all) {
+        auto* detached = dynamic_cast<DetachedDock*>(dock);
+        if (detached != nullptr && detached->cameFrom(tabs) && detached->detachedPage() != nullptr) {
+            docks.append(detached);
+        }
+    }
+    return docks;
+}
+
+} // namespace
+
+DetachableTabWidget::DetachableTabWidget(QWidget* parent) : QTabWidget(parent) {
+    setMovable(true);
+    addButton = new QToolButton(this);
+    addButton->setObjectName(QStringLiteral("AddTabButton"));
+    addButton->setText(QStringLiteral("+"));
+    addButton->setToolTip(tr("New measurement"));
+    addButton->setAccessibleName(tr("New measurement"));
+    addButton->setFixedSize(kAddButtonSize, kAddButtonSize);
+    connect(addButton, &QToolButton::clicked, this, &DetachableTabWidget::addRequested);
+
+    // Keeps the bar clear of the button when the tabs fill the whole width.
+    auto* room = new QWidget(this);
+    auto* roomLayout = new QHBoxLayout(room);
+    roomLayout->setContentsMargins(0, 0, 0, 0);
+    roomLayout->addSpacing(kAddButtonSize + kAddButtonGap);
+    setCornerWidget(room, Qt::TopRightCorner);
+
+    tabBar()->installEventFilter(this);
+    tabBar()->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(tabBar(), &QWidget::customContextMenuRequested, this, &DetachableTabWidget::showTabMenu);
+    connect(tabBar(), &QTabBar::tabMoved, this, &DetachableTabWidget::repositionAddButton);
+    connect(this, &QTabWidget::tabBarDoubleClicked, this, &DetachableTabWidget::detachTab);
+    repositionAddButton();
+}
+
+QList<QWidget*> DetachableTabWidget::detachedPages() const {
+    QList<QWidget*> pages;
+    for (const DetachedDock* dock : docksOf(this)) {
+        pages.append(dock->detachedPage());
+    }
+    return pages;
+}
+
+void DetachableTabWidget::reattachAll() {
+    for (DetachedDock* dock : docksOf(this)) {
+        dock->close();
+    }
+}
+
+void DetachableTabWidget::detachTab(int index) {
+    auto* mainWindow = qobject_cast<QMainWindow*>(window());
+    QWidget* page = widget(index);
+    if (page == nullptr || mainWindow == nullptr) {
+        return;
+    }
+    const QString title = tabText(index);
+    const QSize pageSize = page->size();
+    removeTab(index);
+    auto* dock = new DetachedDock(this, page, title, mainWindow);
+    dock->resize(pageSize);
+    mainWindow->addDockWidget(Qt::RightDockWidgetArea, dock);
+    dock->setFloating(true);
+    page->show();
+    dock->show();
+}
+
+void DetachableTabWidget::reattach(QWidget* page, const QString& title) {
+    setCurrentIndex(addTab(page, title));
+}
+
+bool DetachableTabWidget::eventFilter(QObject* object, QEvent* event) {
+    // A new title, font or style moves the end of the bar without any of the calls below.
+    const bool barChanged = event->type() == QEvent::Resize || event->type() == QEvent::Move;
+    if (object == tabBar() && barChanged) {
+        repositionAddButton();
+    }
+    return QTabWidget::eventFilter(object, event);
+}
+
+void DetachableTabWidget::resizeEvent(QResizeEvent* event) {
+    QTabWidget::resizeEvent(event);
+    repositionAddButton();
+}
+
+void DetachableTabWidget::showEvent(QShowEvent* event) {
+    QTabWidget::showEvent(event);
+    repositionAddButton();
+}
+
+void DetachableTabWidget::tabInserted(int index) {
+    QTabWidget::tabInserted(index);
+    repositionAddButton();
+}
+
+void DetachableTabWidget::tabRemoved(int index) {
+    QTabWidget::tabRemoved(index);
+    repositionAddButton();
+}
+
+void DetachableTabWidget::repositionAddButton() {
+    const QTabBar* bar = tabBar();
+    const QRect lastTab = count() > 0 ? bar->tabRect(count() - 1) : QRect();
+    const int behind = count() > 0 ? bar->x() + lastTab.right() + 1 + kAddButtonGap : 0;
+    const int x = std::clamp(behind, 0, std::max(0, width() - kAddButtonSize));
+    const int y = std::max(0, bar->y() + (bar->height() - kAddButtonSize) / 2);
+    addButton->move(x, y);
+    addButton->raise();
+}
+
+void DetachableTabWidget::showTabMenu(const QPoint& position) {
+    const int index = tabBar()->tabAt(position);
+    if (index < 0) {
+        return;
+    }
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    const QPointer<QWidget> page(widget(index));
+    connect(menu->addAction(tr("Open in dock pane")), &QAction::triggered, this,
+            [this, page] { detachTab(indexOf(page)); });
+    menu->popup(tabBar()->mapToGlobal(position));
+}
+
+} // namespace qorn::timetagger::gui

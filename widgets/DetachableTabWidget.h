@@ -1,0 +1,49 @@
+// The tab widget of the workspace: movable tabs, a "+" button behind the last tab, and tabs that can leave
+// the bar as a dock pane of the main window and come back.
+//
+// Owned by the workspace page, GUI thread only. A detached page belongs to its dock, which belongs to the
+// main window; whichever of page, dock, tab widget and main window goes first, the others stay sound.
+#pragma once
+
+#include <QTabWidget>
+
+class QToolButton;
+
+namespace qorn::timetagger::gui {
+
+class DetachableTabWidget : public QTabWidget {
+    Q_OBJECT
+public:
+    explicit DetachableTabWidget(QWidget* parent = nullptr);
+
+    // Pages that stand in docks now, in the order in which they left.
+    QList<QWidget*> detachedPages() const;
+    // Brings every detached page back as a tab under its old title.
+    void reattachAll();
+
+Q_SIGNALS:
+    // The "+" button was pressed.
+    void addRequested();
+
+public Q_SLOTS:
+    // Moves a tab's page into a floating dock of the main window around this widget. Nothing happens for an
+    // index out of range or outside a main window.
+    void detachTab(int index);
+    // Adds `page` as the last tab and makes it current.
+    void reattach(QWidget* page, const QString& title);
+
+protected:
+    bool eventFilter(QObject* object, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void tabInserted(int index) override;
+    void tabRemoved(int index) override;
+
+private:
+    void repositionAddButton();
+    void showTabMenu(const QPoint& position);
+
+    QToolButton* addButton = nullptr;
+};
+
+} // namespace qorn::timetagger::gui
