@@ -23,6 +23,7 @@ constexpr int kRegionFrameAlpha = 220;
 constexpr int kCrosshairAlpha = 150;
 constexpr double kCrosshairRadius = 4.0;
 constexpr double kCrosshairRingWidth = 1.4;
+constexpr double kOutOfSight = 64.0;
 constexpr int kFewestHoverDecimals = 3;
 
 // The legend and the statistics box.
@@ -82,13 +83,16 @@ void PlotAnnotations::drawHover() {
     QPointF value(mapping.valueX(position.x()), mapping.valueY(position.y()));
     if (const auto nearest = nearestDataPoint(model, plot, position)) {
         value = *nearest;
-        cross = {mapping.pixelX(value.x()), mapping.clampedPixelY(value.y())};
+        // A point far outside is as good as one just outside, and kinder to the rasterizer.
+        const double x =
+            std::clamp(mapping.pixelX(value.x()), plot.left() - kOutOfSight, plot.right() + kOutOfSight);
+        cross = {x, mapping.clampedPixelY(value.y())};
     }
     int decimals = 0;
     niceTicks(model.view.xMin, model.view.xMax, 6, decimals);
     decimals = std::max(decimals, kFewestHoverDecimals);
     const QString text =
-        QCoreApplication::translate("BarChartWidget", "x %1    y %2")
+        QCoreApplication::translate("qorn::timetagger::gui::BarChartWidget", "x %1    y %2")
             .arg(QString::number(value.x(), 'f', decimals), QString::number(value.y(), 'g', 6));
 
     painter.save();

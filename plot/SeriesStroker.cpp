@@ -33,6 +33,9 @@ constexpr double kLongestOutline = 400.0;
 // A join that lacks less than this (square pixels) needs no patch.
 constexpr double kSmallestGap = 0.05;
 
+// Pixels by which a line reaches back into the one before.
+constexpr double kOverlap = 0.5;
+
 // Qt strokes pens of up to this width (device pixels) as hairlines, fast and in a look of their own.
 constexpr double kHairline = 1.0;
 
@@ -202,8 +205,17 @@ void SeriesStroker::fillRunOutline(QPainter& target, size_t first, size_t last) 
 
 void SeriesStroker::drawRunLines(QPainter& target, size_t first, size_t last) {
     lines.clear();
-    for (size_t i = first; i < last; ++i)
-        lines.emplace_back(piece[i], piece[i + 1]);
+    for (size_t i = first; i < last; ++i) {
+        QPointF from = piece[i];
+        // Where the trace goes on forward, the lines overlap a little: antialiased ends that meet leave a
+        // seam.
+        if (i > 0) {
+            const QPointF step = piece[i + 1] - from;
+            if (QPointF::dotProduct(from - piece[i - 1], step) > 0.0)
+                from -= step * (kOverlap / std::hypot(step.x(), step.y()));
+        }
+        lines.emplace_back(from, piece[i + 1]);
+    }
     QPen flat = pen;
     flat.setCapStyle(Qt::FlatCap);
     target.setPen(flat);

@@ -1,4 +1,5 @@
-// Bytes on their way out, written by the encoders and drained by reads. Growing does not touch the new memory.
+// Bytes on their way out, written by the encoders and drained by reads. Growing does not touch the new
+// memory.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// Damages the bytes of a stream as the scene asks: loses some, puts garbage between others. Owned by a running stream.
+// Damages the bytes of a stream as the scene asks: loses some, puts garbage between others. Owned by a
+// running stream.
 #pragma once
 
 #include "ByteBuffer.h"

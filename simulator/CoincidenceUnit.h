@@ -1,6 +1,6 @@
-// The counting logic of one gate: singles per input and coincidences of the masked inputs. An event is compared with
-// the latest event of each other input; two coincide when they are at most a window apart, three and four when each
-// two of them do. Made anew for each gate.
+// The counting logic of one gate: singles per input and coincidences of the masked inputs. An event is
+// compared with the latest event of each other input; two coincide when they are at most a window apart,
+// three and four when each two of them do. Made anew for each gate.
 #pragma once
 
 #include "Pulse.h"

@@ -54,7 +54,8 @@ void CountFrames::closeFrames(std::int64_t untilPs) {
     close();
     // very short frames: those that nobody could read are passed over at once
     const std::int64_t ended = untilPs / 10000 * 3 / cyclesPerFrame;
-    if (const auto held = static_cast<std::int64_t>(kFramesHeld); !pacer.unpaced() && ended - framesClosed > held) {
+    if (const auto held = static_cast<std::int64_t>(kFramesHeld);
+        !pacer.unpaced() && ended - framesClosed > held) {
         framesClosed = ended - held;
         frames.clear();
     }

@@ -1,5 +1,5 @@
-// The autonomous counter: cuts the inputs' events into frames of equal length and holds the last of them until they
-// are read. Owned by the Instrument and guarded by its mutex.
+// The autonomous counter: cuts the inputs' events into frames of equal length and holds the last of them
+// until they are read. Owned by the Instrument and guarded by its mutex.
 #pragma once
 
 #include "InputStage.h"
@@ -22,7 +22,8 @@ public:
     void apply(const InputSettings& settings, const DelayLines& lines) { stage.apply(settings, lines); }
     std::uint32_t periodCycles() const { return cyclesPerFrame; }
 
-    // Goes on to where time has come, for at most a few milliseconds of work; unpaced, until a frame is there.
+    // Goes on to where time has come, for at most a few milliseconds of work; unpaced, until a frame is
+    // there.
     void advance(Pacer::Time now);
     std::optional<Counts> take(); // the oldest frame that is held
     Pacer::Time nextFrameAt() const;

@@ -1,6 +1,6 @@
-// The tapped delay lines behind the inputs: three per input, whose taps differ in width in a way that is fixed for a
-// unit. Turns a phase inside a coarse tick into a fine code, and tells how far off a corrected time is with the
-// tables that the firmware holds. Owned by the Instrument; not thread-safe.
+// The tapped delay lines behind the inputs: three per input, whose taps differ in width in a way that is
+// fixed for a unit. Turns a phase inside a coarse tick into a fine code, and tells how far off a corrected
+// time is with the tables that the firmware holds. Owned by the Instrument; not thread-safe.
 #pragma once
 
 #include "TimeBase.h"
@@ -13,7 +13,8 @@
 
 namespace qorn::simulator {
 
-// A phase is how far a pulse lies ahead of the tick that stamps it: 0 to kTickPs - 1, what is to be subtracted.
+// A phase is how far a pulse lies ahead of the tick that stamps it: 0 to kTickPs - 1, what is to be
+// subtracted.
 using PhaseTable = std::array<std::int16_t, kTickPs>;
 
 class DelayLines {
@@ -38,7 +39,9 @@ private:
         std::vector<std::uint16_t> codeOfPhase;
         std::vector<std::int64_t> table; // of the firmware, by code
     };
-    static std::size_t index(int input, int line) { return static_cast<std::size_t>(input * kDelayLines + line); }
+    static std::size_t index(int input, int line) {
+        return static_cast<std::size_t>(input * kDelayLines + line);
+    }
 
     std::array<Line, kInputs * kDelayLines> lines;
 };

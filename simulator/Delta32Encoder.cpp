@@ -26,7 +26,8 @@ bool Delta32Encoder::syncDue(const Input& input, std::int64_t timePs) const {
     if (!input.started) {
         return true;
     }
-    return settings.fineSyncPs > 0 && timePs > input.lastPs && timePs - input.lastSyncPs >= settings.fineSyncPs;
+    return settings.fineSyncPs > 0 && timePs > input.lastPs &&
+           timePs - input.lastSyncPs >= settings.fineSyncPs;
 }
 
 void Delta32Encoder::sync(const Tag& tag, ByteBuffer& out) {

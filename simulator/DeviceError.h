@@ -1,4 +1,5 @@
-// A command that a unit refuses or cannot carry out: the status for the caller and the detail for tt_last_error.
+// A command that a unit refuses or cannot carry out: the status for the caller and the detail for
+// tt_last_error.
 #pragma once
 
 #include <tt_driver.h>

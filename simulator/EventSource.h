@@ -1,5 +1,5 @@
-// Base of the sources whose events make several or jittered pulses: collects what an event pushes and releases it in
-// time order. An event may push pulses up to `leadPs` before its own time.
+// Base of the sources whose events make several or jittered pulses: collects what an event pushes and
+// releases it in time order. An event may push pulses up to `leadPs` before its own time.
 #pragma once
 
 #include "PulseSource.h"

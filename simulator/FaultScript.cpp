@@ -18,7 +18,8 @@ FaultScript::Verdict FaultScript::onCall(std::string_view call, Time now) {
         found = callsSoFar.emplace(call, 0).first;
     }
     const std::uint64_t own = ++found->second;
-    if (call == "tt_read_stream_bytes" && spec.unplugAtRead && own >= *spec.unplugAtRead && !unpluggedByRead) {
+    if (call == "tt_read_stream_bytes" && spec.unplugAtRead && own >= *spec.unplugAtRead &&
+        !unpluggedByRead) {
         unpluggedByRead = now;
     }
     Verdict verdict;

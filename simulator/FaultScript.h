@@ -1,5 +1,6 @@
-// Plays the faults that the scene asks of a unit: calls that fail or answer late, and the unplugging. Lives as long as
-// the unit, over all its openings, and counts calls from the loading of the scene. Any thread may ask.
+// Plays the faults that the scene asks of a unit: calls that fail or answer late, and the unplugging. Lives
+// as long as the unit, over all its openings, and counts calls from the loading of the scene. Any thread may
+// ask.
 #pragma once
 
 #include "Scene.h"

@@ -38,9 +38,10 @@ double thresholdVolts(std::uint16_t dacCode) {
 InputStage::InputStage(Timing how, std::int64_t offset, double lineJitterPs, std::uint8_t line,
                        std::uint64_t seed)
     : timing(how), offsetPs(offset), jitterOfOneLinePs(lineJitterPs), rawLine(line),
-      inputs(std::make_unique<std::array<Input, kInputs>>()),
-      randoms{Random(Random::derive(seed, 1)), Random(Random::derive(seed, 2)),
-              Random(Random::derive(seed, 3)), Random(Random::derive(seed, 4))} {}
+      inputs(std::make_unique<std::array<Input, kInputs>>()), randoms{Random(Random::derive(seed, 1)),
+                                                                      Random(Random::derive(seed, 2)),
+                                                                      Random(Random::derive(seed, 3)),
+                                                                      Random(Random::derive(seed, 4))} {}
 
 void InputStage::apply(const InputSettings& wanted, const DelayLines& lines) {
     static const auto kSteps = gaussianSteps<kJitterSteps>();

@@ -1,5 +1,5 @@
-// The four inputs: discriminators with thresholds, dead time, and the timing of what passes. Owned by a running
-// measurement, which gives it the settings; keeps per input when it last fired.
+// The four inputs: discriminators with thresholds, dead time, and the timing of what passes. Owned by a
+// running measurement, which gives it the settings; keeps per input when it last fired.
 #pragma once
 
 #include "DelayLines.h"

@@ -47,7 +47,8 @@ void Instrument::setDacCodes(std::span<const std::uint16_t, kInputs> codes) {
     settingsChanged();
 }
 
-std::array<std::int64_t, kInputs> Instrument::setDeadTimes(std::span<const std::int64_t, kInputs> requestedPs) {
+std::array<std::int64_t, kInputs>
+Instrument::setDeadTimes(std::span<const std::int64_t, kInputs> requestedPs) {
     constexpr std::int64_t kLongestPs = kPsPerSecond;
     const Lock lock(mutex);
     for (const std::int64_t ps : requestedPs) {
@@ -147,7 +148,8 @@ std::optional<Instrument::Frame> Instrument::readFrame(Milliseconds timeout, con
     }
 }
 
-std::optional<Instrument::Gate> Instrument::runCoincidence(Milliseconds timeout, const StillThere& stillThere) {
+std::optional<Instrument::Gate> Instrument::runCoincidence(Milliseconds timeout,
+                                                           const StillThere& stillThere) {
     Lock lock(mutex);
     requireIdle();
     PulseGenerator& pulses = pulsesFor(testSignalArmed || generatorConnected, countDivider());
@@ -182,10 +184,9 @@ std::optional<Instrument::Gate> Instrument::runCoincidence(Milliseconds timeout,
         }
         const auto byTime = [](const Tag& a, const Tag& b) { return a.timePs < b.timePs; };
         std::stable_sort(pending.begin(), pending.end(), byTime);
-        const auto certain =
-            position >= gatePs
-                ? pending.end()
-                : std::lower_bound(pending.begin(), pending.end(), Tag{position + *earliest, 0}, byTime);
+        const auto certain = position >= gatePs ? pending.end()
+                                                : std::lower_bound(pending.begin(), pending.end(),
+                                                                   Tag{position + *earliest, 0}, byTime);
         unit.add({pending.begin(), certain});
         pending.erase(pending.begin(), certain);
     }
@@ -253,6 +254,7 @@ void Instrument::startStream(bool external, std::uint8_t line) {
     settings.syncPs = std::llround(spec.syncMs * 1e9);
     settings.fineSyncPs = std::llround(spec.fineSyncMs * 1e9);
     settings.syncRecords = spec.syncRecords;
+    settings.marker = spec.syncMarker;
     settings.beaconPs = std::llround(spec.beaconMs * 1e9);
     if (!external && !fromGenerator) {
         generator.emplace(nullptr);

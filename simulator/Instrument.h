@@ -1,6 +1,7 @@
-// One open simulated unit: its settings and what it measures at the moment. Owned by the driver handle. One thread at
-// a time gives commands, another may wait in readStream(); a mutex guards everything. What a command refuses is thrown
-// as DeviceError. Nothing is measured, and the scene stands still, unless something runs.
+// One open simulated unit: its settings and what it measures at the moment. Owned by the driver handle. One
+// thread at a time gives commands, another may wait in readStream(); a mutex guards everything. What a
+// command refuses is thrown as DeviceError. Nothing is measured, and the scene stands still, unless something
+// runs.
 #pragma once
 
 #include "CoincidenceUnit.h"
@@ -8,7 +9,7 @@
 #include "DelayLines.h"
 #include "InputStage.h"
 #include "PulseGenerator.h"
-#include "ReferenceClock.h"
+#include "ReferenceLock.h"
 #include "Scene.h"
 #include "TagStream.h"
 
@@ -105,7 +106,7 @@ private:
 
     InputSettings inputs;
     DelayLines lines;
-    ReferenceClock clock;
+    ReferenceLock clock;
     std::uint32_t periodCycles = 300'000'000;
     std::uint32_t windowCycles = 1;
     std::uint8_t coincidenceMask = 15;

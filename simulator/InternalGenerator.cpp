@@ -31,7 +31,8 @@ double InternalGenerator::frequencyOf(std::uint32_t divider) {
 }
 
 InternalGenerator::InternalGenerator(std::uint32_t firstDivider, std::int64_t startPs, std::uint64_t seed)
-    : EventSource(seed, kAmplitudeV, kWidestSigmas * kJitterPs), divider(firstDivider), next(startPs + 1000) {}
+    : EventSource(seed, kAmplitudeV, kWidestSigmas * kJitterPs), divider(firstDivider), next(startPs + 1000) {
+}
 
 void InternalGenerator::sweep(std::uint32_t count, std::uint32_t periods) {
     sweepSteps = std::max(count, 1u);

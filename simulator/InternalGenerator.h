@@ -1,5 +1,6 @@
-// The instrument's own pulse generator, which can take the place of all four inputs: a divided oscillator that is
-// independent of the coarse clock. Owned by the Instrument's running measurement; a frequency is a divider.
+// The instrument's own pulse generator, which can take the place of all four inputs: a divided oscillator
+// that is independent of the coarse clock. Owned by the Instrument's running measurement; a frequency is a
+// divider.
 #pragma once
 
 #include "EventSource.h"

@@ -1,5 +1,5 @@
-// The instrument's own buffer between the encoder and the reads: bounded, so that a reader that stays away loses tags.
-// Owned by a running stream.
+// The instrument's own buffer between the encoder and the reads: bounded, so that a reader that stays away
+// loses tags. Owned by a running stream.
 #pragma once
 
 #include "ByteBuffer.h"

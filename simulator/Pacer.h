@@ -1,5 +1,5 @@
-// How far instrument time has come in a running measurement: with the wall clock, or as far as it is asked for. Owned
-// by the measurement; time is passed in. All instrument times count from the measurement's start.
+// How far instrument time has come in a running measurement: with the wall clock, or as far as it is asked
+// for. Owned by the measurement; time is passed in. All instrument times count from the measurement's start.
 #pragma once
 
 #include "Scene.h"
@@ -15,9 +15,8 @@ public:
     using Time = std::chrono::steady_clock::time_point;
 
     Pacer(Pace how, double durationS, Time now)
-        : pace(how), start(now),
-          endPs(durationS > 0 ? static_cast<std::int64_t>(durationS * 1e12)
-                              : std::numeric_limits<std::int64_t>::max()) {}
+        : pace(how), start(now), endPs(durationS > 0 ? static_cast<std::int64_t>(durationS * 1e12)
+                                                     : std::numeric_limits<std::int64_t>::max()) {}
 
     bool unpaced() const { return pace == Pace::Unpaced; }
 
@@ -27,7 +26,8 @@ public:
     // When that time is reached; a point far ahead where it never is, or where no wall clock counts.
     Time reachedAt(std::int64_t ps) const;
 
-    // Lets the clock slip where the making has fallen far behind it, so that it does not try to catch up for ever.
+    // Lets the clock slip where the making has fallen far behind it, so that it does not try to catch up for
+    // ever.
     void slip(Time now, std::int64_t positionPs);
 
 private:

@@ -9,10 +9,13 @@ namespace qorn::simulator {
 namespace {
 
 constexpr unsigned kAbsoluteBits = 41;
+constexpr std::uint8_t kAllInputs = (1 << kInputs) - 1;
+constexpr unsigned kFewestMarkerBits = 4;
 constexpr std::uint16_t kFirstRepeatedQuantumPs = 8;
 
-// Overflow records are sent while they stay below this; at a counter wrap and behind long gaps there are many.
-constexpr std::uint64_t kMostOverflowRecords = 1024;
+// Overflow records are sent while they stay below this; at a counter wrap and behind long gaps there are
+// many.
+constexpr std::uint64_t kMostOverflowRecords = 4096;
 // The same for quanta whose syncs would mislead a reader behind a counter wrap.
 constexpr std::uint64_t kMostFineOverflowRecords = std::uint64_t{1} << 17;
 // A sync tells a time within half a counter wrap: what comes after a longer gap is told by its difference.
@@ -25,7 +28,8 @@ constexpr std::uint64_t kFirstBeaconRecords = 12288;
 } // namespace
 
 PackedEncoder::PackedEncoder(const EncoderSettings& wanted)
-    : settings(wanted), bits(wanted.deltaBits), shift(static_cast<unsigned>(std::countr_zero(wanted.quantumPs))),
+    : settings(wanted), bits(wanted.deltaBits),
+      shift(static_cast<unsigned>(std::countr_zero(wanted.quantumPs))),
       allOnes((std::uint64_t{1} << bits) - 1), syncChunks((kAbsoluteBits - 1 + bits) / bits),
       excessQuanta(wrapExcessPs(kAbsoluteFieldSpan << shift) >> shift),
       repeatPs(wanted.quantumPs >= kFirstRepeatedQuantumPs ? wanted.syncPs : wanted.fineSyncPs),
@@ -60,8 +64,8 @@ void PackedEncoder::encode(std::span<const Tag> tags, ByteBuffer& out, std::vect
         Input& input = inputs[tag.input];
         const std::int64_t quanta = tag.timePs >> shift;
         const auto delta = static_cast<std::uint64_t>(quanta - input.lastQuanta);
-        const bool syncDue = repeatPs > 0 && (records - input.syncRecord >= settings.syncRecords ||
-                                              tag.timePs - input.syncPs >= repeatPs);
+        const bool syncDue =
+            repeatPs > 0 && (input.round != round || records >= nextRoundRecord || tag.timePs >= nextRoundPs);
         if (!input.started || syncDue || delta > allOnes || tag.timePs >= input.wrapAtPs ||
             (repeatPs == 0 && watched && firstWatch)) {
             encodeSlowly(tag, out, sent);
@@ -80,11 +84,14 @@ void PackedEncoder::encode(std::span<const Tag> tags, ByteBuffer& out, std::vect
 }
 
 void PackedEncoder::encodeSlowly(const Tag& tag, ByteBuffer& out, std::vector<Tag>* sent) {
+    if (repeatPs > 0 && (records >= nextRoundRecord || tag.timePs >= nextRoundPs)) {
+        startRound(tag, out);
+    }
     Input& input = inputs[tag.input];
     const std::int64_t quanta = tag.timePs >> shift;
     const bool wrapped = input.started && tag.timePs >= input.wrapAtPs;
     const std::int64_t difference = quanta - input.lastQuanta + (wrapped ? excessQuanta : 0);
-    const bool synced = syncWanted(input, tag, quanta, wrapped);
+    const bool synced = syncWanted(input, quanta, wrapped);
     if (synced) {
         sync(tag, out);
         delta(tag, 0, out);
@@ -108,7 +115,7 @@ std::uint64_t PackedEncoder::overflowRecords(std::int64_t deltaQuanta) const {
     return bits == 1 ? std::numeric_limits<std::uint64_t>::max() : (overflow + allOnes - 2) / (allOnes - 1);
 }
 
-bool PackedEncoder::syncWanted(const Input& input, const Tag& tag, std::int64_t quanta, bool wrapped) const {
+bool PackedEncoder::syncWanted(const Input& input, std::int64_t quanta, bool wrapped) const {
     if (!input.started) {
         return true;
     }
@@ -126,21 +133,35 @@ bool PackedEncoder::syncWanted(const Input& input, const Tag& tag, std::int64_t 
     if (gapQuanta << shift > kLongestSyncGapPs) {
         return false;
     }
-    const bool due =
-        records - input.syncRecord >= settings.syncRecords || tag.timePs - input.syncPs >= repeatPs;
-    return due || (!wrapped && overflow > syncChunks + 1);
+    return input.round != round || (!wrapped && overflow > syncChunks + 1);
+}
+
+void PackedEncoder::startRound(const Tag& tag, ByteBuffer& out) {
+    const bool first = nextRoundRecord == 0;
+    ++round;
+    nextRoundRecord = records + settings.syncRecords;
+    nextRoundPs = tag.timePs + repeatPs;
+    if (!first && settings.marker && settings.mask == kAllInputs && bits >= kFewestMarkerBits) {
+        constexpr std::uint8_t kLastInput = kInputs - 1; // whose channel bits are ones
+        putRecord(kLastInput, true, allOnes >> 1, out);
+        putRecord(kLastInput, true, allOnes - 1, out);
+        putAbsolute(kLastInput, tag.timePs, out);
+    }
 }
 
 void PackedEncoder::sync(const Tag& tag, ByteBuffer& out) {
-    putRecord(tag.input, true, allOnes, out);
-    const auto counter = static_cast<std::uint64_t>(tag.timePs % kCounterWrapPs) >> shift;
+    putAbsolute(tag.input, tag.timePs, out);
+    inputs[tag.input].round = round;
+}
+
+void PackedEncoder::putAbsolute(std::uint8_t input, std::int64_t timePs, ByteBuffer& out) {
+    putRecord(input, true, allOnes, out);
+    const auto counter = static_cast<std::uint64_t>(timePs % kCounterWrapPs) >> shift;
     std::uint64_t field = counter % static_cast<std::uint64_t>(kAbsoluteFieldSpan);
     for (unsigned i = 0; i < syncChunks; ++i) {
-        putRecord(tag.input, false, field & allOnes, out);
+        putRecord(input, false, field & allOnes, out);
         field >>= bits;
     }
-    inputs[tag.input].syncPs = tag.timePs;
-    inputs[tag.input].syncRecord = records;
 }
 
 void PackedEncoder::delta(const Tag& tag, std::int64_t deltaQuanta, ByteBuffer& out) {
@@ -173,7 +194,8 @@ void PackedEncoder::watch(const Tag& tag, ByteBuffer& out, std::vector<Tag>* sen
     heard = 0;
 }
 
-void PackedEncoder::beacon(std::int64_t timePs, std::uint8_t silent, ByteBuffer& out, std::vector<Tag>* sent) {
+void PackedEncoder::beacon(std::int64_t timePs, std::uint8_t silent, ByteBuffer& out,
+                           std::vector<Tag>* sent) {
     if (silent == 0) {
         return;
     }

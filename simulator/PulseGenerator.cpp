@@ -6,6 +6,21 @@
 
 namespace qorn::simulator {
 
+namespace {
+
+// std::merge without its branch, which nobody can predict for random pulses.
+Pulse* merge(const Pulse* a, const Pulse* aEnd, const Pulse* b, const Pulse* bEnd, Pulse* out) {
+    while (a != aEnd && b != bEnd) {
+        const bool second = b->timePs < a->timePs;
+        *out++ = *(second ? b : a);
+        a += second ? 0 : 1;
+        b += second ? 1 : 0;
+    }
+    return std::copy(b, bEnd, std::copy(a, aEnd, out));
+}
+
+} // namespace
+
 PulseGenerator::PulseGenerator(const std::vector<SourceSpec>& specs, std::uint64_t seed, int repeatSlices)
     : repeat(repeatSlices) {
     for (std::size_t i = 0; i < specs.size(); ++i) {
@@ -55,21 +70,17 @@ void PulseGenerator::makeSlice(std::int64_t untilPs) {
 }
 
 void PulseGenerator::mergeRuns() {
-    const auto earlier = [](const Pulse& a, const Pulse& b) { return a.timePs < b.timePs; };
     while (runEnds.size() > 1) {
         merged.resize(pulses.size());
-        std::size_t begin = 0;
+        Pulse* out = merged.data();
+        const Pulse* begin = pulses.data();
         std::size_t kept = 0;
         for (std::size_t i = 0; i < runEnds.size(); i += 2) {
-            const std::size_t middle = runEnds[i];
-            const std::size_t end = i + 1 < runEnds.size() ? runEnds[i + 1] : middle;
-            const auto at = [](std::vector<Pulse>& v, std::size_t n) {
-                return v.begin() + static_cast<std::ptrdiff_t>(n);
-            };
-            std::merge(at(pulses, begin), at(pulses, middle), at(pulses, middle), at(pulses, end),
-                       at(merged, begin), earlier);
+            const Pulse* middle = pulses.data() + runEnds[i];
+            const Pulse* end = i + 1 < runEnds.size() ? pulses.data() + runEnds[i + 1] : middle;
+            out = merge(begin, middle, middle, end, out);
             begin = end;
-            runEnds[kept++] = end;
+            runEnds[kept++] = static_cast<std::size_t>(end - pulses.data());
         }
         runEnds.resize(kept);
         pulses.swap(merged);

@@ -35,7 +35,7 @@ private:
     std::int64_t position = 0;
     std::vector<Pulse> pulses;
     std::vector<Pulse> merged;
-    std::vector<std::size_t> runEnds; // each source's pulses are one sorted run
+    std::vector<std::size_t> runEnds;         // each source's pulses are one sorted run
     std::vector<std::vector<Pulse>> prepared; // the slices that repeat
 };
 

@@ -12,16 +12,17 @@ namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max() / 2;
 
-// A wait in whole picoseconds; a wait beyond any measurement stays representable.
+// A wait, not negative, in whole picoseconds; a wait beyond any measurement stays representable.
 std::int64_t wholePs(double ps) {
-    return ps < 1e17 ? std::llround(ps) : std::int64_t{100'000'000'000'000'000};
+    return ps < 1e17 ? static_cast<std::int64_t>(ps + 0.5) : std::int64_t{100'000'000'000'000'000};
 }
 
 class PoissonSource final : public PulseSource {
 public:
     PoissonSource(const PoissonSpec& spec, double amplitudeV, std::uint64_t seed)
-        : random(seed), meanPs(spec.rateHz > 0 ? 1e12 / spec.rateHz : 0),
-          pulse{0, static_cast<float>(amplitudeV), static_cast<std::uint8_t>(spec.input)} {
+        : random(seed),
+          meanPs(spec.rateHz > 0 ? 1e12 / spec.rateHz : 0), pulse{0, static_cast<float>(amplitudeV),
+                                                                  static_cast<std::uint8_t>(spec.input)} {
         pulse.timePs = meanPs > 0 ? wholePs(random.exponential(meanPs)) : kNever;
     }
 
@@ -74,7 +75,9 @@ private:
         }
         step();
     }
-    void step() { next = pairs.rateHz > 0 ? next + wholePs(random.exponential(1e12 / pairs.rateHz)) : kNever; }
+    void step() {
+        next = pairs.rateHz > 0 ? next + wholePs(random.exponential(1e12 / pairs.rateHz)) : kNever;
+    }
 
     PairsSpec pairs;
     std::int64_t next = 0;
@@ -103,14 +106,13 @@ private:
     SourceClock clock;
 };
 
-// A two-level emitter: each photon needs an excitation and a decay, both exponential, so that no two photons come
-// together. Only the detected ones are made: the time over n undetected cycles is two gamma deviates.
+// A two-level emitter: each photon needs an excitation and a decay, both exponential, so that no two photons
+// come together. Only the detected ones are made: the time over n undetected cycles is two gamma deviates.
 class EmitterSource final : public EventSource {
 public:
     EmitterSource(const EmitterSpec& spec, double amplitudeV, std::uint64_t seed)
         : EventSource(seed, amplitudeV, kWidestSigmas * spec.sigmaPs), emitter(spec),
-          pumpPs(1e12 / spec.pumpRateHz),
-          detection(spec.rateHz * 1e-12 * (pumpPs + spec.lifetimePs)) {
+          pumpPs(1e12 / spec.pumpRateHz), detection(spec.rateHz * 1e-12 * (pumpPs + spec.lifetimePs)) {
         step();
     }
 
@@ -157,13 +159,17 @@ struct Maker {
     std::uint64_t seed;
 
     using Made = std::unique_ptr<PulseSource>;
-    Made operator()(const PoissonSpec& s) const { return std::make_unique<PoissonSource>(s, amplitudeV, seed); }
+    Made operator()(const PoissonSpec& s) const {
+        return std::make_unique<PoissonSource>(s, amplitudeV, seed);
+    }
     Made operator()(const PeriodicSpec& s) const {
         return std::make_unique<PeriodicSource>(s, amplitudeV, seed);
     }
     Made operator()(const PairsSpec& s) const { return std::make_unique<PairSource>(s, amplitudeV, seed); }
     Made operator()(const DecaySpec& s) const { return std::make_unique<DecaySource>(s, amplitudeV, seed); }
-    Made operator()(const EmitterSpec& s) const { return std::make_unique<EmitterSource>(s, amplitudeV, seed); }
+    Made operator()(const EmitterSpec& s) const {
+        return std::make_unique<EmitterSource>(s, amplitudeV, seed);
+    }
     Made operator()(const BurstsSpec& s) const { return std::make_unique<BurstSource>(s, amplitudeV, seed); }
 };
 

@@ -1,5 +1,5 @@
-// Something in the scene that makes pulses. A source is a process of its own with its own random generator: what it
-// makes depends on its description and seed alone, not on when or in which pieces it is asked.
+// Something in the scene that makes pulses. A source is a process of its own with its own random generator:
+// what it makes depends on its description and seed alone, not on when or in which pieces it is asked.
 #pragma once
 
 #include "Pulse.h"

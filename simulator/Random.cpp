@@ -37,7 +37,7 @@ std::uint64_t Random::derive(std::uint64_t seed, std::string_view part) {
 }
 
 double Random::exponential(double mean) {
-    return -mean * std::log1p(-uniform());
+    return -mean * std::log(1 - uniform());
 }
 
 double Random::gaussian() {

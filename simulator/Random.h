@@ -1,5 +1,5 @@
-// A small seeded random generator (xoshiro256**) with the distributions that the scene needs. Each source and each
-// input owns one, so that what one of them draws never shifts what another one sees.
+// A small seeded random generator (xoshiro256**) with the distributions that the scene needs. Each source and
+// each input owns one, so that what one of them draws never shifts what another one sees.
 #pragma once
 
 #include <array>
@@ -17,11 +17,11 @@ public:
     static std::uint64_t derive(std::uint64_t seed, std::string_view part);
 
     std::uint64_t bits();
-    double uniform();                      // in [0, 1)
-    double exponential(double mean);       // mean above 0
-    double gaussian();                     // mean 0, deviation 1
-    double gamma(double shape);            // scale 1, shape at least 1
-    double geometric(double probability);  // trials up to the first success, at least 1
+    double uniform();                     // in [0, 1)
+    double exponential(double mean);      // mean above 0
+    double gaussian();                    // mean 0, deviation 1
+    double gamma(double shape);           // scale 1, shape at least 1
+    double geometric(double probability); // trials up to the first success, at least 1
     bool chance(double probability) { return uniform() < probability; }
 
 private:

@@ -1,4 +1,5 @@
-// The raw64 format: one 8-byte word per tag, with picoseconds ("ps") or with coarse and fine codes ("raw_cf").
+// The raw64 format: one 8-byte word per tag, with picoseconds ("ps") or with coarse and fine codes
+// ("raw_cf").
 #pragma once
 
 #include "StreamEncoder.h"

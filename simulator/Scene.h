@@ -1,5 +1,6 @@
-// The description of what the simulated instruments see and do: plain records, filled from the built-in scene or from
-// a scene file and checked by the loader. Nothing here changes after loading. Times, rates and volts carry their unit.
+// The description of what the simulated instruments see and do: plain records, filled from the built-in scene
+// or from a scene file and checked by the loader. Nothing here changes after loading. Times, rates and volts
+// carry their unit.
 #pragma once
 
 #include <array>
@@ -33,7 +34,7 @@ struct PeriodicSpec {
 
 struct PairsSpec {
     std::array<int, 2> inputs{0, 1};
-    double rateHz = 0; // pairs before the efficiencies
+    double rateHz = 0;  // pairs before the efficiencies
     double delayPs = 0; // of the second input
     double sigmaPs = 0; // of the difference
     std::array<double, 2> efficiencies{1, 1};
@@ -42,7 +43,7 @@ struct PairsSpec {
 struct DecaySpec {
     int syncInput = 3;
     int input = 2;
-    ClockShape clock; // of the sync
+    ClockShape clock;          // of the sync
     double probability = 0.05; // photons per sync
     double lifetimePs = 1000;
     double delayPs = 0;
@@ -83,15 +84,15 @@ struct ReferenceSpec {
 struct CallFault {
     std::string call;
     std::uint64_t at = 1;
-    std::uint64_t count = 1; // 0: for ever
+    std::uint64_t count = 1;  // 0: for ever
     std::int32_t status = -1; // 0: the call works, only late
     double delayS = 0;
 };
 
 struct FaultsSpec {
-    std::optional<double> unplugAfterS; // since the first opening
+    std::optional<double> unplugAfterS;        // since the first opening
     std::optional<std::uint64_t> unplugAtRead; // reads of the stream, counted from 1
-    std::optional<double> replugAfterS; // since the unplugging
+    std::optional<double> replugAfterS;        // since the unplugging
     double lostBytesPerByte = 0;
     std::vector<std::uint64_t> lostBytesAt; // positions in the stream
     double garbageBytesPerByte = 0;
@@ -107,10 +108,11 @@ struct UnitSpec {
     double tdlJitterPs = 22; // of one delay line
     std::uint32_t startCoarse = 0;
     std::size_t bufferBytes = std::size_t{16} << 20;
-    int repeatBlockMs = 0;    // 0: the scene never repeats
+    int repeatBlockMs = 0; // 0: the scene never repeats
     double syncMs = 10;
     std::uint32_t syncRecords = 4096;
     double fineSyncMs = 0; // delta32 and quanta below 8 ps; 0: one sync per input at the start
+    bool syncMarker = true;
     double beaconMs = 1000;
     std::string truthFile;
     ReferenceSpec reference;

@@ -108,9 +108,7 @@ public:
     const SceneNode& node() const { return object; }
 
 private:
-    static int inputOf(const SceneNode& node) {
-        return static_cast<int>(checkedWhole(node, 1, kInputs)) - 1;
-    }
+    static int inputOf(const SceneNode& node) { return static_cast<int>(checkedWhole(node, 1, kInputs)) - 1; }
 
     static std::string text(double value) {
         std::array<char, 32> digits{};
@@ -195,8 +193,8 @@ SourceSpec readSource(const SceneNode& node) {
     const std::string& name = kind.string();
     SourceSpec source;
     if (name == "poisson") {
-        source.kind = PoissonSpec{members.input("input"),
-                                  Members::checked(members.required("rate_hz"), 0, kFastestHz)};
+        source.kind =
+            PoissonSpec{members.input("input"), Members::checked(members.required("rate_hz"), 0, kFastestHz)};
     } else if (name == "periodic") {
         source.kind = PeriodicSpec{members.input("input"), readClock(members)};
     } else if (name == "pairs") {
@@ -328,6 +326,7 @@ UnitSpec readUnit(const SceneNode& node, std::size_t index) {
     unit.syncMs = members.number("sync_ms", unit.syncMs, 0.001, 1e6);
     unit.syncRecords = members.whole("sync_records", unit.syncRecords, 1, 4294967295.0);
     unit.fineSyncMs = members.number("fine_sync_ms", unit.fineSyncMs, 0, 1e6);
+    unit.syncMarker = members.boolean("sync_marker", unit.syncMarker);
     unit.beaconMs = members.number("beacon_ms", unit.beaconMs, 1, 1e6);
     unit.truthFile = members.string("truth_file", "");
     if (const SceneNode* reference = members.find("reference")) {

@@ -1,5 +1,5 @@
-// Reads a scene from its JSON text and checks every value; the built-in scene is such a text too. A refusal is thrown
-// as SceneError: line <n>, key "<path>": <what is wrong>.
+// Reads a scene from its JSON text and checks every value; the built-in scene is such a text too. A refusal
+// is thrown as SceneError: line <n>, key "<path>": <what is wrong>.
 #pragma once
 
 #include "Scene.h"

@@ -92,12 +92,13 @@ public:
         const std::size_t reason = text.find("syntax error");
         // names the key that is being read, which is where a person will look
         std::string path = openNodes.empty() ? "" : openNodes.back()->path();
-        if (!openNodes.empty() && openNodes.back()->kind() == SceneNode::Kind::Object && keyLine.has_value()) {
+        if (!openNodes.empty() && openNodes.back()->kind() == SceneNode::Kind::Object &&
+            keyLine.has_value()) {
             path = memberPath(*openNodes.back());
         }
         refuseAt(cursor.line, path,
-                 "is no valid JSON near \"" + token + "\": " +
-                     (reason == std::string::npos ? text : text.substr(reason)));
+                 "is no valid JSON near \"" + token +
+                     "\": " + (reason == std::string::npos ? text : text.substr(reason)));
     }
 
     SceneNode root;

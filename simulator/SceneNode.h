@@ -1,5 +1,5 @@
-// A JSON document whose every value knows its line and its key path, so that whoever reads it can refuse a value by
-// name. Read once when a scene is loaded; all failures are thrown as SceneError with the whole text.
+// A JSON document whose every value knows its line and its key path, so that whoever reads it can refuse a
+// value by name. Read once when a scene is loaded; all failures are thrown as SceneError with the whole text.
 #pragma once
 
 #include <cstddef>
@@ -26,8 +26,10 @@ public:
     std::size_t line() const { return firstLine; }
     const std::string& path() const { return keyPath; } // "units[0].seed", empty for the document
 
-    const std::vector<SceneNode>& elements() const { return children; } // of an array, or of an object in order
-    const std::string& key() const { return ownKey; }                   // in its object
+    const std::vector<SceneNode>& elements() const {
+        return children;
+    }                                                 // of an array, or of an object in order
+    const std::string& key() const { return ownKey; } // in its object
 
     // The member of that name, or null; an error unless this is an object.
     const SceneNode* find(std::string_view name) const;

@@ -1,5 +1,5 @@
-// A running tag stream: makes tags as far as time has come, encodes them, and holds the bytes until they are read.
-// What does not fit the buffer is lost. Owned by the Instrument and guarded by its mutex.
+// A running tag stream: makes tags as far as time has come, encodes them, and holds the bytes until they are
+// read. What does not fit the buffer is lost. Owned by the Instrument and guarded by its mutex.
 #pragma once
 
 #include "ByteFaults.h"
@@ -26,8 +26,8 @@ public:
 
     void apply(const InputSettings& settings, const DelayLines& lines) { parts.feed.apply(settings, lines); }
 
-    // Goes on to where time has come, for at most a few milliseconds of work at a time; unpaced, until so many bytes
-    // are held.
+    // Goes on to where time has come, for at most a few milliseconds of work at a time; unpaced, until so
+    // many bytes are held.
     void advance(Pacer::Time now, std::size_t wantedBytes);
 
     std::size_t heldBytes() const { return buffer.size(); }

@@ -1,5 +1,6 @@
-// The simulated instrument's time base: one tick of its coarse counter, the counter's wrap, and 300 MHz cycles.
-// Instrument time is counted in picoseconds, in which a tick is 3333 ps exactly and a cycle 10000/3 ps.
+// The simulated instrument's time base: one tick of its coarse counter, the counter's wrap, and 300 MHz
+// cycles. Instrument time is counted in picoseconds, in which a tick is 3333 ps exactly and a cycle 10000/3
+// ps.
 #pragma once
 
 #include <cstdint>
@@ -30,8 +31,8 @@ constexpr std::int64_t cyclesCovering(std::int64_t ps) {
     return cycles;
 }
 
-// The smallest multiple of `span` that covers the counter's wrap, less the wrap: how much too large a difference
-// of two counter values comes out when the counter wrapped between them.
+// The smallest multiple of `span` that covers the counter's wrap, less the wrap: how much too large a
+// difference of two counter values comes out when the counter wrapped between them.
 constexpr std::int64_t wrapExcessPs(std::int64_t span) {
     return (kCounterWrapPs + span - 1) / span * span - kCounterWrapPs;
 }

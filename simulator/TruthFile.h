@@ -1,5 +1,6 @@
 // Writes down every tag that a stream has sent, for tests that compare. Owned by a running stream, with whose
-// start the file begins anew. Records of 16 bytes: channel (unsigned) and time in ps (signed), 64 bits, little-endian.
+// start the file begins anew. Records of 16 bytes: channel (unsigned) and time in ps (signed), 64 bits,
+// little-endian.
 #pragma once
 
 #include "Pulse.h"

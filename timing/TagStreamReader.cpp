@@ -24,7 +24,7 @@ TagStreamReader::~TagStreamReader() {
 }
 
 void TagStreamReader::start(const StreamFileHeader& header, std::size_t read_bytes, std::size_t max_queued) {
-    stop();
+    join(); // not stop(): the error of the earlier run ends here
     {
         const std::lock_guard lock(mutex);
         queue.clear();

@@ -117,7 +117,6 @@ void DetachableTabWidget::detachTab(int index) {
     dock->resize(pageSize);
     mainWindow->addDockWidget(Qt::RightDockWidgetArea, dock);
     dock->setFloating(true);
-    page->show();
     dock->show();
 }
 

@@ -80,7 +80,7 @@ void SplitView::removeEntry(int index, bool returnPlot) {
     }
     const Entry entry = entries.takeAt(index);
     if (returnPlot && entry.tab != nullptr) {
-        entry.tab->returnPlot();
+        giveBack(entry);
     }
     // The cell's own button may be what was pressed: the cell outlives the click, out of sight.
     entry.cell->hide();
@@ -89,6 +89,19 @@ void SplitView::removeEntry(int index, bool returnPlot) {
     if (entries.isEmpty()) {
         hide();
     }
+}
+
+void SplitView::giveBack(const Entry& entry) {
+    // A window that is being destroyed has left its focus chain already, and Qt cannot put a child into it.
+    const bool homeIsDying = entry.tab->window()->nextInFocusChain() == nullptr;
+    if (!homeIsDying || entry.plot == nullptr) {
+        entry.tab->returnPlot();
+        return;
+    }
+    // The tab dies with its window, and must not be left with a pointer to a plot that died before it.
+    BarChartWidget* plot = entry.plot;
+    plot->setParent(nullptr);
+    connect(entry.tab, &QObject::destroyed, plot, [plot] { delete plot; });
 }
 
 void SplitView::removeCell(const QWidget* cell, bool returnPlot) {

@@ -46,6 +46,7 @@ private:
     };
 
     QWidget* buildCell(const QString& title, BarChartWidget* plot);
+    void giveBack(const Entry& entry);
     void removeCell(const QWidget* cell, bool returnPlot);
     void bringToFront();
 

@@ -166,11 +166,12 @@ QWidget* SetupPage::buildColumn() {
     auto* layout = new QVBoxLayout(column);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(6);
+    layout->addStretch(1);
     layout->addWidget(title);
     layout->addWidget(statusLabel);
     layout->addSpacing(12);
     layout->addWidget(card);
-    layout->addStretch(1);
+    layout->addStretch(4);
     return column;
 }
 

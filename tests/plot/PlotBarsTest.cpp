@@ -106,10 +106,10 @@ TEST_F(PlotBars, OfHeightZeroShowTheirBorderOnly) {
     const QImage empty = picture();
     plot.setBars({4.5}, {0}, 1.0);
     EXPECT_EQ(largestDifference(picture(), empty), 0);
-    useScheme(QStringLiteral("Default"), 4.0);
-    // 0.65 * 4 pixels of border on the zero line, which is a grid line too.
+    // A border of 4 pixels, so that both of its edges lie between pixels, on the zero line.
+    useScheme(QStringLiteral("Default"), 4.0 / 0.65);
     plot.setXRange(0.5, 10.5);
-    EXPECT_TRUE(isStroke(strokeAcrossRows(picture(), 224, 110, 122, kGround, kRed), 2.6, 116.0, 0.3));
+    EXPECT_TRUE(isStroke(strokeAcrossRows(picture(), 224, 110, 122, kGround, kRed), 4.0, 116.0));
 }
 
 TEST_F(PlotBars, AreAsManyAsTheShorterList) {

@@ -1,7 +1,6 @@
 #include "PlotTestSupport.h"
 
 #include <QTest>
-#include <QVBoxLayout>
 #include <QWheelEvent>
 
 namespace {
@@ -168,11 +167,27 @@ TEST_F(PlotGestures, DataFollowTheCursorInAPan) {
             << "from the view at the press, not the last move";
         mouse.release(middle + QPointF(-20, 3));
         EXPECT_TRUE(hasView(plot, {0.5, 10.5, 0.15, 10.15}));
-        EXPECT_FALSE(plot.testAttribute(Qt::WA_SetCursor));
+        EXPECT_EQ(plot.cursor().shape(), Qt::ArrowCursor);
         mouse.move(middle);
         EXPECT_TRUE(hasView(plot, {0.5, 10.5, 0.15, 10.15})) << "the pan is over";
         plot.resetView();
     }
+}
+
+TEST_F(PlotGestures, CursorAfterAPanIsThatOfTheSurroundings) {
+    QWidget panel;
+    panel.setCursor(Qt::CrossCursor);
+    auto* child = new BarChartWidget(&panel);
+    child->resize(480, 258);
+    Mouse other(*child);
+    other.press(middle, Qt::RightButton);
+    EXPECT_EQ(child->cursor().shape(), Qt::ClosedHandCursor);
+    other.release(middle);
+    EXPECT_EQ(child->cursor().shape(), Qt::CrossCursor);
+    EXPECT_FALSE(child->testAttribute(Qt::WA_SetCursor));
+    other.press(middle);
+    EXPECT_EQ(child->cursor().shape(), Qt::CrossCursor) << "a zoom leaves the cursor alone";
+    other.release(middle);
 }
 
 TEST_F(PlotGestures, PanGoesOnOutsideThePlot) {
@@ -219,7 +234,7 @@ TEST_F(PlotGestures, PressOutsideThePlotIsLeftToTheBaseClass) {
                   Qt::KeyboardModifiers(Qt::ControlModifier)}) {
                 mouse.press(outside, button, modifiers);
                 EXPECT_FALSE(mouse.accepted());
-                EXPECT_FALSE(plot.testAttribute(Qt::WA_SetCursor));
+                EXPECT_EQ(plot.cursor().shape(), Qt::ArrowCursor);
                 mouse.move(middle);
                 mouse.release(middle);
                 EXPECT_TRUE(hasView(plot, {0, 10, 0, 10}));
@@ -293,7 +308,9 @@ TEST_F(PlotGestures, WheelIsLeftToTheSurroundingPanel) {
     child->resize(480, 258);
     QWheelEvent nested(middle, child->mapToGlobal(middle), QPoint(), QPoint(0, 120), Qt::NoButton,
                        Qt::NoModifier, Qt::NoScrollPhase, false);
-    QCoreApplication::sendEvent(child, &nested);
+    // Only events of the window system are handed on to the parent.
+    QSpontaneKeyEvent::setSpontaneous(&nested);
+    QCoreApplication::instance()->notify(child, &nested);
     EXPECT_EQ(panel.events, 1);
     EXPECT_TRUE(hasView(*child, {0, 1, 0, 1}));
 }

@@ -89,7 +89,7 @@ TEST_P(PlotLegend, SampleLinesAreEighteenPixelsLong) {
     // From 6 to 24 pixels right of the box; a square cap may add half a line width at each end.
     EXPECT_NEAR(stroke.centre, 89.0, 0.3);
     EXPECT_GE(stroke.width, 17.8);
-    EXPECT_LE(stroke.width, 20.7);
+    EXPECT_LE(stroke.width, 20.8);
 }
 
 TEST_P(PlotLegend, RowsShowSampleAndTextOfEachEntry) {

@@ -88,8 +88,8 @@ TEST_F(PlotTest, OverlayPointsAreDiscs) {
 }
 
 TEST_F(PlotTest, OverlaysStayInsideThePlotShrunkByOnePixel) {
-    const QImage empty = picture();
     useScheme(QStringLiteral("Default"), 8.0);
+    const QImage empty = picture();
     plot.setOverlaySeries({{-5, 15, 15, -5}}, {{5, 5, 10, 0}}, {}, {kRed}, BarChartWidget::Lines);
     const QImage image = picture();
     EXPECT_TRUE(samePixel(image, 65, row(5), kRed));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include <sys/socket.h>
@@ -181,22 +182,51 @@ TEST(RelayServer, BytesFromAClientHaveNoEffectOnEitherPort) {
     EXPECT_TRUE(server.waitForStatusClients(0));
 }
 
+// Sends to a port as fast as it goes, for as long as it lives.
+class Flood {
+public:
+    explicit Flood(std::uint16_t port) : peer(Peer::connectTo(port)) {}
+    std::uint64_t bytesSent() const { return sent; }
+
+private:
+    void run(const std::stop_token& stop) {
+        const Bytes piece(65536, 0x55);
+        while (!stop.stop_requested()) {
+            const ssize_t count = ::send(peer.fd(), piece.data(), piece.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+            if (count > 0)
+                sent += static_cast<std::uint64_t>(count);
+            else
+                std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
+    }
+
+    Peer peer;
+    std::atomic<std::uint64_t> sent{0};
+    std::jthread thread{[this](const std::stop_token& stop) { run(stop); }};
+};
+
 TEST(RelayServer, AFloodOfInputDoesNotHoldUpTheStream) {
     TestServer server;
-    const std::jthread flood([port = server.streamPort()](const std::stop_token& stop) {
-        const Bytes piece(65536, 0x55);
-        const Peer peer = Peer::connectTo(port);
-        while (!stop.stop_requested() &&
-               ::send(peer.fd(), piece.data(), piece.size(), MSG_DONTWAIT | MSG_NOSIGNAL) != 0)
-            std::this_thread::yield();
-    });
+    const Flood flood(server.streamPort());
     Peer reader = Peer::connectTo(server.streamPort());
-    EXPECT_TRUE(server.waitForStreamClients(2));
+    ASSERT_TRUE(server.waitForStreamClients(2));
     for (std::uint32_t i = 0; i < 200; ++i) {
         server.publish(patternRecords(65536, i));
         ASSERT_TRUE(reader.read(65536) == patternRecords(65536, i));
     }
     EXPECT_EQ(server->stats().stream_clients, 2U);
+}
+
+TEST(RelayServer, AFloodOfInputIsReadSlowlyInsteadOfKeepingTheServerBusy) {
+    TestServer server;
+    const Flood to_stream(server.streamPort());
+    const Flood to_status(server.statusPort());
+    Peer status = Peer::connectTo(server.statusPort());
+    EXPECT_FALSE(status.readLine().empty());
+    EXPECT_FALSE(status.readLine().empty()); // by now the system's buffers are full
+    const std::uint64_t before = to_stream.bytesSent() + to_status.bytesSent();
+    EXPECT_FALSE(status.readLine().empty());
+    EXPECT_LT(to_stream.bytesSent() + to_status.bytesSent() - before, 64 * kMiB);
 }
 
 TEST(RelayServer, ClientsThatLeaveAreNotCountedAsSlow) {

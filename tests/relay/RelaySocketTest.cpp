@@ -186,6 +186,27 @@ TEST(CreateListeningSocket, SaysThatThePortIsTaken) {
     EXPECT_FALSE(createListeningSocket(other.port(), port, nullptr));
 }
 
+TEST(SendSome, ToAPeerThatIsGoneFailsWithoutASignal) {
+    std::uint16_t port = 0;
+    const RelaySocket listener = createListeningSocket(0, port, nullptr);
+    Peer peer = Peer::connectTo(port);
+    const RelaySocket socket = acceptSocket(listener);
+    peer.reset();
+    const Bytes bytes(8);
+    EXPECT_TRUE(eventually([&] { return sendSome(socket, bytes) < 0; }));
+    EXPECT_EQ(sendSome(socket, bytes), -1); // where a signal would end the process
+    EXPECT_EQ(errno, EPIPE);
+}
+
+TEST(SendSome, TakesNothingWhenTheSocketIsFull) {
+    std::uint16_t port = 0;
+    const RelaySocket listener = createListeningSocket(0, port, nullptr);
+    const Peer peer = Peer::connectTo(port);
+    const RelaySocket socket = acceptSocket(listener);
+    const Bytes bytes(kMiB);
+    EXPECT_TRUE(eventually([&] { return sendSome(socket, bytes) == 0; }));
+}
+
 TEST(AcceptSocket, GivesNothingWhenNobodyWaits) {
     std::uint16_t port = 0;
     const RelaySocket listener = createListeningSocket(0, port, nullptr);

@@ -8,19 +8,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <ostream>
 #include <string>
 
 namespace qorn {
-
-namespace timing {
-bool operator==(const PackedAlignment& a, const PackedAlignment& b) {
-    return a.ok == b.ok && a.drop_bytes == b.drop_bytes && a.bit_offset == b.bit_offset;
-}
-void PrintTo(const PackedAlignment& alignment, std::ostream* out) {
-    *out << (alignment.ok ? "byte " : "none, byte ") << alignment.drop_bytes << " bit "
-         << alignment.bit_offset;
-}
-} // namespace timing
 
 namespace {
 
@@ -35,18 +26,36 @@ using timing::PackedAlignment;
 using timing::PackedDeltaDecoder;
 using timing::StreamMode;
 
-const PackedAlignment kNone{};
+// A probe's result that can be compared and printed.
+struct Found {
+    std::uint64_t drop_bytes = 0;
+    std::uint64_t bit_offset = 0;
+    bool ok = false;
+
+    bool operator==(const Found&) const = default;
+};
+
+Found toFound(const PackedAlignment& alignment) {
+    return {alignment.drop_bytes, alignment.bit_offset, alignment.ok};
+}
+
+void PrintTo(const Found& place, std::ostream* out) {
+    *out << (place.ok ? "byte " : "none, byte ") << place.drop_bytes << " bit " << place.bit_offset;
+}
+
+const Found kNone{};
 
 // What the probe finds; the reference must find the same.
-PackedAlignment probe(const timing::StreamFileHeader& header, const Bytes& bytes, int bits, int width) {
+Found probe(const timing::StreamFileHeader& header, const Bytes& bytes, int bits, int width) {
     const PackedDeltaDecoder decoder(header);
-    const PackedAlignment found = decoder.probe_packed_alignment(bytes, bits, width);
-    EXPECT_EQ(found, ReferenceDecoder(header).probe(bytes, bits, width));
-    EXPECT_EQ(found, decoder.probe_packed_alignment(bytes, bits, width)) << "the probe changes nothing";
+    const Found found = toFound(decoder.probe_packed_alignment(bytes, bits, width));
+    EXPECT_EQ(found, toFound(ReferenceDecoder(header).probe(bytes, bits, width)));
+    EXPECT_EQ(found, toFound(decoder.probe_packed_alignment(bytes, bits, width)))
+        << "the probe changes nothing";
     return found;
 }
 
-PackedAlignment probe(StreamMode mode, int mask, const PackedBuilder& stream) {
+Found probe(StreamMode mode, int mask, const PackedBuilder& stream) {
     return probe(packedHeader(mode, mask, stream.deltaBits()), stream.bytes(), stream.deltaBits(),
                  stream.recordBits());
 }
@@ -59,7 +68,7 @@ TEST(PackedAlignmentProbe, NothingIsFoundInNoBytesOrWithoutWidth) {
     EXPECT_EQ(probe(header, stream, -1, 19), kNone);
     EXPECT_EQ(probe(header, stream, 16, 0), kNone);
     EXPECT_EQ(probe(header, stream, 16, -5), kNone);
-    EXPECT_EQ(probe(header, stream, 16, 19), (PackedAlignment{0, 0, true}));
+    EXPECT_EQ(probe(header, stream, 16, 19), (Found{0, 0, true}));
 }
 
 TEST(PackedAlignmentProbe, LessThanARecordIsNothing) {
@@ -85,16 +94,15 @@ TEST(PackedAlignmentProbe, OnlyASyncWithItsDataRecordCounts) {
 
 TEST(PackedAlignmentProbe, RecordsBeforeTheFirstSyncAreNotDropped) {
     EXPECT_EQ(probe(StreamMode::External, 1, PackedBuilder(16).repeat(0, 1, 7).sync(0, 0).data(0, 0)),
-              (PackedAlignment{0, 0, true}));
+              (Found{0, 0, true}));
 }
 
 TEST(PackedAlignmentProbe, StreamMayBeginAtAnyBitOfAnyRecord) {
     for (int cut = 0; cut < 19; ++cut) {
         PackedBuilder stream(16);
         stream.bits(0, cut).sync(0, 0).repeat(0, 1, 5);
-        EXPECT_EQ(
-            probe(StreamMode::External, 1, stream),
-            (PackedAlignment{static_cast<std::uint64_t>(cut / 8), static_cast<std::uint64_t>(cut % 8), true}))
+        EXPECT_EQ(probe(StreamMode::External, 1, stream),
+                  (Found{static_cast<std::uint64_t>(cut / 8), static_cast<std::uint64_t>(cut % 8), true}))
             << cut;
     }
 }
@@ -120,7 +128,7 @@ TEST(PackedAlignmentProbe, RecordsBeginBehindTheLastFault) {
         PackedBuilder stream = fault.stream;
         stream.sync(0, 0).repeat(0, 1, 4);
         const std::uint64_t bit = fault.records * 19;
-        EXPECT_EQ(probe(StreamMode::External, fault.mask, stream), (PackedAlignment{bit / 8, bit % 8, true}))
+        EXPECT_EQ(probe(StreamMode::External, fault.mask, stream), (Found{bit / 8, bit % 8, true}))
             << fault.name;
     }
     // Another active channel inside a sync.
@@ -135,7 +143,7 @@ TEST(PackedAlignmentProbe, RecordsBeginBehindTheLastFault) {
         .data(0, 1)
         .sync(1, 0)
         .data(1, 1);
-    EXPECT_EQ(probe(StreamMode::External, 3, stream), (PackedAlignment{12 * 19 / 8, 12 * 19 % 8, true}));
+    EXPECT_EQ(probe(StreamMode::External, 3, stream), (Found{12 * 19 / 8, 12 * 19 % 8, true}));
 }
 
 TEST(PackedAlignmentProbe, AFaultForgetsWhatWasCounted) {
@@ -149,7 +157,7 @@ TEST(PackedAlignmentProbe, AFaultForgetsWhatWasCounted) {
 
 // Leading bits, then a false sync start that makes the true one behind it a fault: only a probe that begins
 // between the two finds the records.
-PackedAlignment probeBehind(int mask, int lead, int channels) {
+Found probeBehind(int mask, int lead, int channels) {
     PackedBuilder stream(16);
     stream.bits(0, lead - 19).syncStart(0);
     for (int channel = 0; channel < channels; ++channel)
@@ -158,9 +166,9 @@ PackedAlignment probeBehind(int mask, int lead, int channels) {
 }
 
 TEST(PackedAlignmentProbe, ReachIs16BytesForOneChannelAnd64ForMore) {
-    EXPECT_EQ(probeBehind(1, 16 * 8 + 18, 1), (PackedAlignment{18, 2, true}));
+    EXPECT_EQ(probeBehind(1, 16 * 8 + 18, 1), (Found{18, 2, true}));
     EXPECT_FALSE(probeBehind(1, 16 * 8 + 19, 1).ok);
-    EXPECT_EQ(probeBehind(3, 64 * 8 + 18, 2), (PackedAlignment{66, 2, true}));
+    EXPECT_EQ(probeBehind(3, 64 * 8 + 18, 2), (Found{66, 2, true}));
     EXPECT_FALSE(probeBehind(3, 64 * 8 + 19, 2).ok);
 }
 
@@ -236,7 +244,7 @@ TEST(PackedAlignmentProbe, TheGreaterTotalWins) {
             for (int channel = 0; channel < (mask == 3 ? 2 : 1); ++channel)
                 stream.sync(channel, 0).repeat(channel, 0, count);
         }
-        EXPECT_EQ(probe(StreamMode::External, mask, stream), (PackedAlignment{2, 3, true})) << mask;
+        EXPECT_EQ(probe(StreamMode::External, mask, stream), (Found{2, 3, true})) << mask;
     }
 }
 
@@ -244,7 +252,7 @@ TEST(PackedAlignmentProbe, MoreSyncedChannelsWin) {
     // The spoilt sync is the only one of its channel.
     PackedBuilder stream(16);
     stream.syncStart(0).sync(0, 0).data(0, 0).sync(1, 0).repeat(1, 0, 5).sync(2, 0).repeat(2, 0, 5);
-    EXPECT_EQ(probe(StreamMode::External, 15, stream), (PackedAlignment{2, 3, true}));
+    EXPECT_EQ(probe(StreamMode::External, 15, stream), (Found{2, 3, true}));
 }
 
 // Syncs at random bits among zeros, which are data of channel 0 at every alignment, so that alignments rival.
@@ -275,7 +283,7 @@ TEST(PackedAlignmentProbe, AmongRivalsTheSameAlignmentWinsAsInTheReference) {
     int found = 0;
     int moved = 0;
     int rejected = 0;
-    for (int round = 0; round < 6000; ++round) {
+    for (int round = 0; round < 3000; ++round) {
         const int bits = random.between(1, random.chance(0.5) ? 6 : 31);
         const int mask = random.chance(0.3) ? 15 : random.between(1, 15);
         const Bytes bytes = rivalStream(random, bits, mask).bytes();
@@ -284,15 +292,16 @@ TEST(PackedAlignmentProbe, AmongRivalsTheSameAlignmentWinsAsInTheReference) {
         CapturedDebugLog log;
         const PackedDeltaDecoder decoder(header);
         ReferenceDecoder reference(header);
-        const PackedAlignment expected = reference.probe(bytes, bits, bits + 3);
-        ASSERT_EQ(decoder.probe_packed_alignment(bytes, bits, bits + 3), expected) << "round " << round;
+        const Found expected = toFound(reference.probe(bytes, bits, bits + 3));
+        ASSERT_EQ(toFound(decoder.probe_packed_alignment(bytes, bits, bits + 3)), expected)
+            << "round " << round;
         ASSERT_EQ(log.take(), testing::asDebugLines(reference.log())) << "round " << round;
         found += expected.ok ? 1 : 0;
         moved += expected.drop_bytes + expected.bit_offset > 0 ? 1 : 0;
         rejected += reference.log().empty() ? 0 : 1;
     }
-    EXPECT_GT(found, 1000);
-    EXPECT_GT(moved, 500);
+    EXPECT_GT(found, 500);
+    EXPECT_GT(moved, 300);
     EXPECT_GT(rejected, 100);
 }
 

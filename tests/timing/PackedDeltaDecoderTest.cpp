@@ -180,6 +180,22 @@ TEST(PackedDeltaDecoder, SyncStartClearsTheOverflowsOfItsChannelAlone) {
     EXPECT_TRUE(sameTags(Tags{{0, 8008}, {1, 65537 * 8}}, session.send()));
 }
 
+TEST(PackedDeltaDecoder, SyncStartBehindOverflowsIsASyncAtAnyWidthAndQuantum) {
+    // Were it taken for an overflow, the sum would leave 64 bits at the widest records and look harmless.
+    for (int bits = 2; bits <= 31; ++bits) {
+        for (const int quantum : {1, 8, 4096, 32768}) {
+            for (const std::uint64_t overflow : {0, 1, 2}) {
+                PackedSession session(packedHeader(StreamMode::External, 1, bits, quantum));
+                session.lock(10);
+                session.next().overflow(0, overflow).sync(0, 20).data(0, 1).data(0, 0);
+                const std::int64_t time = 21 * quantum;
+                EXPECT_TRUE(sameTags(Tags{{0, time}, {0, time}}, session.send()))
+                    << bits << " bits, quantum " << quantum << ", overflow " << overflow;
+            }
+        }
+    }
+}
+
 TEST(PackedDeltaDecoder, OverflowBehindASyncCountsForItsDataRecord) {
     PackedSession session(packedHeader(StreamMode::External, 1));
     session.next().sync(0, 100).overflow(0, 2).overflow(0, 1).data(0, 1);

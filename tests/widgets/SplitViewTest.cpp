@@ -1,6 +1,7 @@
 #include "SplitView.h"
 
 #include "MessageGuard.h"
+#include "TimeTagTab.h"
 #include "WidgetFinder.h"
 
 #include <QLabel>
@@ -31,6 +32,11 @@ public:
             layout->addWidget(createPlotColumn(plot));
         }
     }
+    ~LendingTab() override {
+        if (watchPlot) {
+            EXPECT_NE(plot, nullptr) << "a tab outlives the plot that it points to";
+        }
+    }
     QString experimentType() const override { return type; }
     BarChartWidget* plotWidget() const override { return plot; }
     bool plotIsAtHome() const { return plot != nullptr && isAncestorOf(plot); }
@@ -44,6 +50,7 @@ public:
     }
 
     QPointer<BarChartWidget> plot;
+    bool watchPlot = false;
 
 private:
     QString type;
@@ -86,6 +93,33 @@ TEST(SplitView, ShowsTheBorrowedPlotUnderTheTabsTypeWhileTheTabShowsAPlaceholder
     const auto* title = stage.view->findChild<QLabel*>(QStringLiteral("PageTitle"));
     ASSERT_NE(title, nullptr);
     EXPECT_EQ(title->text(), QStringLiteral("Counter"));
+}
+
+TEST(SplitView, ATabInTheSplitViewKeepsMeasuring) {
+    Stage stage;
+    TimeTagTab tab;
+    tab.show();
+    stage.view->addExperiment(&tab);
+    BarChartWidget* plot = tab.plotWidget();
+    ASSERT_TRUE(stage.view->isAncestorOf(plot));
+    tab.setRunningState(true);
+    tab.onStart();
+    QCoreApplication::processEvents();
+    const QImage before = plot->grab().toImage();
+    QList<UiTimeTag> batch;
+    qint64 now = 0;
+    const bool changed = QTest::qWaitFor([&] {
+        batch.clear();
+        for (int i = 0; i < 1000; ++i) {
+            batch.append(UiTimeTag{quint8(i % 4), now += 1'000'000});
+        }
+        tab.onTagsBatch(batch);
+        return plot->grab().toImage() != before;
+    });
+    EXPECT_TRUE(changed);
+    tab.onStop();
+    stage.view->returnAll();
+    EXPECT_TRUE(tab.isAncestorOf(plot));
 }
 
 TEST(SplitView, ATabThatIsHereAlreadyIsNotAddedAgain) {
@@ -211,6 +245,7 @@ TEST(SplitView, TheMainWindowMayTakeTabsAndViewDownInEitherOrder) {
         auto window = std::make_unique<QMainWindow>();
         auto tab = std::make_unique<LendingTab>(QStringLiteral("Counter"));
         const QPointer<BarChartWidget> plot(tab->plot);
+        tab->watchPlot = true;
         // Children die in the order in which they came.
         if (tabFirst) {
             tab->setParent(window.get());

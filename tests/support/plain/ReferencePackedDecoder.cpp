@@ -222,7 +222,8 @@ bool ReferencePackedDecoder::takeData(const Record& record, std::uint64_t delta,
             emit(record.channel, pass);
             return true;
         }
-        if (notNegative(channel.prev_ps) % kCoarseWrap + e >= kCoarseWrap)
+        // The sum, where it is beyond 64 bits too.
+        if (e >= kCoarseWrap - notNegative(channel.prev_ps) % kCoarseWrap)
             delta = e;
     }
     if (internal && delta > kMaxPlausibleDelta) {

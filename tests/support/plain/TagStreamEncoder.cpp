@@ -57,7 +57,8 @@ EncodedStream encodeDelta32(std::span<const timing::TimeTag> tags, std::size_t s
         InputState& input = inputs[tag.channel];
         const std::uint64_t counter = counterTime(tag);
         std::uint64_t delta = (counter - input.counter) & kFieldMask;
-        if (!input.known || (sync_every != 0 && input.since_sync >= sync_every)) {
+        const bool sync = !input.known || (sync_every != 0 && input.since_sync >= sync_every);
+        if (sync) {
             const std::uint64_t room = input.known ? counter - input.counter : counter;
             delta = random.below(std::min<std::uint64_t>(room, 0x1FFFFFF) + 1);
             appendDelta32Sync(out.bytes, (counter - delta) & kFieldMask);
@@ -67,6 +68,7 @@ EncodedStream encodeDelta32(std::span<const timing::TimeTag> tags, std::size_t s
         }
         appendDelta32(out.bytes, delta32Data(tag.channel, static_cast<std::uint32_t>(delta & 0x1FFFFFF)));
         out.ends.push_back(out.bytes.size() * 8);
+        out.synced.push_back(sync);
         input = {true, counter, tag.timestamp_ps, input.since_sync + 1};
     }
     return out;
@@ -84,7 +86,9 @@ EncodedStream encodePacked(std::span<const timing::TimeTag> tags, const PackedWi
         const bool wrapped = input.known && counter < input.counter;
         const bool too_far = PackedBuilder::deltaRecords(wire.delta_bits, delta) > wire.max_overflows + 1 ||
                              (wire.delta_bits == 1 && delta > 1);
-        if (!input.known || too_far || (wire.sync_every != 0 && input.since_sync >= wire.sync_every)) {
+        const bool due = wire.sync_every != 0 && input.since_sync >= wire.sync_every;
+        const bool sync = !input.known || too_far || due;
+        if (sync) {
             // The base lies between the last tag and this one, on this side of the counter's wrap.
             const std::uint64_t room = input.known && !wrapped ? counter - input.counter : counter;
             const std::uint64_t reach = (std::uint64_t{1} << wire.delta_bits) * (wire.delta_bits > 4 ? 2 : 1);
@@ -94,10 +98,12 @@ EncodedStream encodePacked(std::span<const timing::TimeTag> tags, const PackedWi
         }
         builder.delta(tag.channel, delta);
         out.ends.push_back(builder.bitCount());
+        out.synced.push_back(sync);
         input = {true, counter, tag.timestamp_ps, input.since_sync + 1};
     }
     // Narrow records fit into the bits that fill the last byte: an empty overflow says nothing there.
-    if (builder.bitCount() % 8 + static_cast<std::size_t>(builder.recordBits()) <= 8 && !tags.empty())
+    const auto width = static_cast<std::size_t>(builder.recordBits());
+    while (builder.bitCount() % 8 != 0 && builder.bitCount() % 8 + width <= 8)
         builder.overflow(tags.front().channel, 0);
     out.bytes = builder.bytes();
     return out;

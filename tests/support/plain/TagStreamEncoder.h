@@ -15,6 +15,7 @@ namespace qorn::testing {
 struct EncodedStream {
     Bytes bytes;
     std::vector<std::size_t> ends; // for each tag the number of bits up to the end of its record
+    std::vector<bool> synced;      // for each tag whether a sync goes before it; empty without syncs
 };
 
 EncodedStream encodeRaw64Picoseconds(std::span<const timing::TimeTag> tags);

@@ -1,5 +1,6 @@
-// The timebase of a unit: which source was asked for and which one runs it. Follows the external reference as the
-// scene tells, with a delay until it is locked. Owned by the Instrument and guarded by its mutex; time is passed in.
+// The timebase of a unit: which source was asked for and which one runs it. Follows the external reference as
+// the scene tells, with a delay until it is locked. Owned by the Instrument and guarded by its mutex; time is
+// passed in.
 #pragma once
 
 #include "Scene.h"
@@ -20,11 +21,11 @@ struct ClockState {
     bool lockFault = false; // external was asked for or is there, and the lock is not good
 };
 
-class ReferenceClock {
+class ReferenceLock {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    ReferenceClock(const ReferenceSpec& reference, Time openedAt);
+    ReferenceLock(const ReferenceSpec& reference, Time openedAt);
 
     // Asking again for the source that runs does not start the lock anew.
     void select(ClockSource source, int signal, Time now);

@@ -1,4 +1,4 @@
-#include "ReferenceClock.h"
+#include "ReferenceLock.h"
 
 #include <algorithm>
 
@@ -8,16 +8,16 @@ namespace {
 
 using Seconds = std::chrono::duration<double>;
 
-ReferenceClock::Time after(ReferenceClock::Time start, double seconds) {
-    return start + std::chrono::duration_cast<ReferenceClock::Time::duration>(Seconds(seconds));
+ReferenceLock::Time after(ReferenceLock::Time start, double seconds) {
+    return start + std::chrono::duration_cast<ReferenceLock::Time::duration>(Seconds(seconds));
 }
 
 } // namespace
 
-ReferenceClock::ReferenceClock(const ReferenceSpec& reference, Time openedAt)
+ReferenceLock::ReferenceLock(const ReferenceSpec& reference, Time openedAt)
     : spec(reference), opened(openedAt), selectedAt(openedAt) {}
 
-void ReferenceClock::select(ClockSource source, int signal, Time now) {
+void ReferenceLock::select(ClockSource source, int signal, Time now) {
     if (source != requested) {
         selectedAt = now;
     }
@@ -25,7 +25,7 @@ void ReferenceClock::select(ClockSource source, int signal, Time now) {
     outputSignal = signal;
 }
 
-bool ReferenceClock::presentAt(Time now) const {
+bool ReferenceLock::presentAt(Time now) const {
     if (!spec.present || !spec.lostAfterS) {
         return spec.present;
     }
@@ -33,7 +33,7 @@ bool ReferenceClock::presentAt(Time now) const {
     return now < lost || (spec.backAfterS && now >= after(lost, *spec.backAfterS));
 }
 
-ReferenceClock::Time ReferenceClock::presentSince(Time now) const {
+ReferenceLock::Time ReferenceLock::presentSince(Time now) const {
     if (spec.lostAfterS && spec.backAfterS) {
         const Time back = after(opened, *spec.lostAfterS + *spec.backAfterS);
         return now >= back ? back : opened;
@@ -41,7 +41,7 @@ ReferenceClock::Time ReferenceClock::presentSince(Time now) const {
     return opened;
 }
 
-ClockState ReferenceClock::state(Time now) const {
+ClockState ReferenceLock::state(Time now) const {
     ClockState state;
     state.requested = requested;
     state.outputSignal = outputSignal;

@@ -1,0 +1,11 @@
+// What every program that shows the window does to its application object first.
+#pragma once
+
+class QApplication;
+
+namespace qorn::timetagger::gui {
+
+// Style, names, icon, and the guard against settings changed by the wheel.
+void setUpApplication(QApplication& application);
+
+} // namespace qorn::timetagger::gui

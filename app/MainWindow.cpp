@@ -1,0 +1,471 @@
+#include "MainWindow.h"
+
+#include "ActionStates.h"
+#include "BarChartWidget.h"
+#include "ClockIndicators.h"
+#include "ConfigurationFile.h"
+#include "ControllerPort.h"
+#include "DetachableTabWidget.h"
+#include "DeviceController.h"
+#include "ExitPrompt.h"
+#include "ExperimentCatalog.h"
+#include "ExperimentTab.h"
+#include "MeasurementScheduler.h"
+#include "NewExperimentDialog.h"
+#include "SetupPage.h"
+#include "SplitView.h"
+#include "ThemeStyle.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QTimer>
+#include <QToolBar>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+constexpr int kClockPollMs = 2000;
+constexpr int kOpenedMessageMs = 2000;
+constexpr int kSavedMessageMs = 4000;
+constexpr const char* kDefaultTheme = "qorn";
+
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), themeName(QLatin1String(kDefaultTheme)) {
+    setWindowTitle(tr("QORN TDC"));
+    resize(1220, 760);
+    setMinimumSize(900, 600);
+    setDockNestingEnabled(true);
+    setDockOptions(AllowNestedDocks | AllowTabbedDocks | GroupedDragging);
+
+    controller = new DeviceController(this);
+    port = std::make_unique<ControllerPort>(*controller);
+    scheduler = new MeasurementScheduler(*port, this);
+    clockWish = ClockWish::load();
+    controller->setReferenceClockWish(clockWish.source, clockWish.signal);
+
+    pages = new QStackedWidget(this);
+    setup = new SetupPage(pages);
+    buildWorkspace();
+    pages->addWidget(setup);
+    pages->addWidget(workspace);
+    setCentralWidget(pages);
+
+    buildMenus();
+    buildToolbar();
+    buildStatusBar();
+    applyTheme(themeName);
+    mainToolbar->hide();
+    menuBar()->hide();
+
+    connectSetupPage();
+    connectController();
+    connectScheduler();
+    clockTimer = new QTimer(this);
+    clockTimer->setInterval(kClockPollMs);
+    connect(clockTimer, &QTimer::timeout, controller, &DeviceController::refreshClockStatus);
+
+    loadConfigFile(defaultConfigPath());
+    updateActionStates();
+    QTimer::singleShot(0, controller, &DeviceController::discoverDevices);
+}
+
+// The controller ends first, while all that its task may still report to stands.
+MainWindow::~MainWindow() {
+    controller->disconnect(this);
+    controller->disconnect(scheduler);
+    controller->close();
+}
+
+void MainWindow::connectSetupPage() {
+    connect(setup, &SetupPage::refreshRequested, controller, &DeviceController::discoverDevices);
+    connect(setup, &SetupPage::usbCycleRequested, controller, &DeviceController::cycleUsbDevice);
+    connect(setup, &SetupPage::connectRequested, this, [this](const QString& selected) {
+        reconnectThen(tr("Reconnecting selected device..."),
+                      [this, selected] { openSelectedPort(selected.trimmed()); });
+    });
+    connect(setup, &SetupPage::relayConnectRequested, this,
+            [this](const QString& host, quint16 streamPort, quint16 statusPort) {
+                reconnectThen(tr("Connecting to network relay..."), [this, host, streamPort, statusPort] {
+                    controller->openRelay(host, streamPort, statusPort);
+                });
+            });
+}
+
+void MainWindow::connectController() {
+    connect(controller, &DeviceController::discoveryStarted, setup, &SetupPage::setScanning);
+    connect(controller, &DeviceController::devicesDiscovered, setup, &SetupPage::setDevices);
+    connect(controller, &DeviceController::usbCycleStarted, setup, &SetupPage::setUsbCycleStarted);
+    connect(controller, &DeviceController::usbCycleFinished, setup, &SetupPage::setUsbCycleFinished);
+    connect(controller, &DeviceController::opened, this, &MainWindow::onDeviceOpened);
+    connect(controller, &DeviceController::openFailed, this, &MainWindow::onDeviceOpenFailed);
+    connect(controller, &DeviceController::closed, this, &MainWindow::onDeviceClosed);
+    connect(controller, &DeviceController::calibrationUploadStarted, this, &MainWindow::updateActionStates);
+    connect(controller, &DeviceController::calibrationUploadFinished, this,
+            [this](bool ok, const QString& text) {
+                setStatusFlag(calibrationFlag, ok ? tr("Cal upload: uploaded") : tr("Cal upload: required"),
+                              ok ? FlagState::Good : FlagState::Warning);
+                statusBar()->showMessage(text, kSavedMessageMs);
+                updateActionStates();
+            });
+    connect(controller, &DeviceController::calibrationRestoreFailed, this,
+            [this](const QString&, const QString& text) { statusBar()->showMessage(text, kSavedMessageMs); });
+    connect(controller, &DeviceController::captureError, this, &MainWindow::onCaptureError);
+    connect(controller, &DeviceController::captureStopped, scheduler,
+            &MeasurementScheduler::onCaptureStopped);
+    connect(controller, &DeviceController::tagsBatch, scheduler, &MeasurementScheduler::onTagsBatch);
+    connect(controller, &DeviceController::counterSample, scheduler, &MeasurementScheduler::onCounterSample);
+    connect(controller, &DeviceController::coincidenceSample, scheduler,
+            &MeasurementScheduler::onCoincidenceSample);
+    connect(controller, &DeviceController::clockStatusChanged, this, &MainWindow::onClockStatusChanged);
+}
+
+void MainWindow::connectScheduler() {
+    connect(scheduler, &MeasurementScheduler::detailTextChanged, acquisitionDetail, &QLabel::setText);
+    connect(scheduler, &MeasurementScheduler::acquisitionIndicatorChanged, this,
+            [this](const QString& text, FlagState state) { setStatusFlag(acquisitionFlag, text, state); });
+    connect(scheduler, &MeasurementScheduler::experimentActivated, this, &MainWindow::activate);
+    connect(scheduler, &MeasurementScheduler::messageShown, this,
+            [this](const QString& text, int milliseconds) { statusBar()->showMessage(text, milliseconds); });
+    connect(scheduler, &MeasurementScheduler::stateChanged, this, &MainWindow::updateActionStates);
+}
+
+// Opens a source, after the one that is open has been closed and the event loop has run once.
+void MainWindow::reconnectThen(const QString& status, const std::function<void()>& open) {
+    if (!controller->hasSource()) {
+        open();
+        return;
+    }
+    setup->setStatus(status);
+    controller->close();
+    QTimer::singleShot(0, controller, open);
+}
+
+void MainWindow::openSelectedPort(const QString& selected) {
+    controller->setSkipCalibrationUpload(setup->skipCalibrationOnConnect());
+    controller->setReferenceClockWish(clockWish.source, clockWish.signal);
+    controller->openPort(selected);
+    if (controller->hasSource()) {
+        setup->rememberConnectedPort(selected);
+    }
+}
+
+void MainWindow::openStartupPort(const QString& startupPort) {
+    const QString trimmed = startupPort.trimmed();
+    if (trimmed.isEmpty()) {
+        return;
+    }
+    showConnectPage();
+    setup->setStatus(tr("Opening %1...").arg(trimmed));
+    controller->setSkipCalibrationUpload(setup->skipCalibrationOnConnect());
+    controller->setReferenceClockWish(clockWish.source, clockWish.signal);
+    controller->openPort(trimmed);
+}
+
+void MainWindow::onCloseDevice() {
+    controller->close();
+}
+
+void MainWindow::onDeviceOpened(const QString& identity) {
+    connectionLabel->setText(identity);
+    setWindowTitle(tr("QORN TDC \u2014 %1").arg(identity));
+    if (controller->hasRelay()) {
+        setStatusFlag(calibrationFlag, tr("Cal upload: remote source"), FlagState::Muted);
+    } else if (controller->hasHostCalibration()) {
+        setStatusFlag(calibrationFlag, tr("Cal upload: pending"), FlagState::Active);
+    } else {
+        setStatusFlag(calibrationFlag, tr("Cal upload: required"), FlagState::Warning);
+    }
+    scheduler->forgetAll();
+    pages->setCurrentWidget(workspace);
+    mainToolbar->hide();
+    menuBar()->show();
+    statusBar()->showMessage(tr("Device opened"), kOpenedMessageMs);
+    if (controller->hasDevice()) {
+        clockTimer->start();
+        controller->refreshClockStatus();
+    } else {
+        clockTimer->stop();
+        setStatusFlag(clockLockFlag, tr("Clock lock: remote source"), FlagState::Muted);
+        setStatusFlag(clockOutFlag, tr("Clock out: remote source"), FlagState::Muted);
+    }
+    if (tabs->count() == 0) {
+        addExperimentTab(createExperiment(QStringLiteral("Counter")));
+    }
+    for (int index = 0; index < tabs->count(); ++index) {
+        updateLogContext(qobject_cast<ExperimentTab*>(tabs->widget(index)));
+    }
+    updateActionStates();
+}
+
+void MainWindow::onDeviceOpenFailed(const QString& message) {
+    setup->setStatus(message);
+    warn(tr("Open failed"), message);
+    updateActionStates();
+}
+
+void MainWindow::onDeviceClosed() {
+    scheduler->forgetAll();
+    closeAllExperiments();
+    connectionLabel->setText(tr("Not connected"));
+    setWindowTitle(tr("QORN TDC"));
+    setStatusFlag(calibrationFlag, tr("Cal upload: -"), FlagState::Muted);
+    setStatusFlag(clockLockFlag, tr("Clock lock: -"), FlagState::Muted);
+    setStatusFlag(clockOutFlag, tr("Clock out: -"), FlagState::Muted);
+    clockTimer->stop();
+    showConnectPage();
+    setup->setStatus(tr("Device closed."));
+    updateActionStates();
+}
+
+void MainWindow::showConnectPage() {
+    mainToolbar->hide();
+    menuBar()->hide();
+    pages->setCurrentWidget(setup);
+}
+
+void MainWindow::onCaptureError(const QString& message) {
+    warn(tr("Capture error"), message);
+}
+
+// Modal, but without an event loop of its own: what the acquisition still reports is handled behind it.
+void MainWindow::warn(const QString& title, const QString& text) {
+    auto* box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setModal(true);
+    box->show();
+}
+
+void MainWindow::onClockStatusChanged(const UiClockStatus& status) {
+    updateClockIndicators(status);
+}
+
+void MainWindow::updateClockIndicators(const UiClockStatus& status) {
+    if (controller->hasRelay()) {
+        return;
+    }
+    const ClockIndicators indicators = clockIndicatorsFor(status);
+    setStatusFlag(clockLockFlag, indicators.lock.text, indicators.lock.state);
+    setStatusFlag(clockOutFlag, indicators.output.text, indicators.output.state);
+}
+
+void MainWindow::updateActionStates() {
+    const ActionStates states = actionStatesFor({controller->hasDevice(), controller->hasRelay(),
+                                                 controller->isCapturing(), controller->isCalibrating()});
+    closeDeviceAction->setEnabled(states.closeDevice);
+    newExperimentAction->setEnabled(states.newExperiment);
+}
+
+void MainWindow::updateLogContext(ExperimentTab* tab) {
+    if (tab != nullptr) {
+        tab->setLogContext(controller->sourceIdentity(), controller->sourceSerial(),
+                           scheduler->signalModeText(), port->streamTransportText());
+    }
+}
+
+void MainWindow::activate(ExperimentTab* tab) {
+    activeExperiment = tab;
+    updateLogContext(tab);
+    updateActionStates();
+}
+
+void MainWindow::onAddExperiment() {
+    NewExperimentDialog dialog(offeredExperimentTypes(), this);
+    if (dialog.exec() == QDialog::Accepted) {
+        addExperimentTab(createExperiment(dialog.selectedType()));
+    }
+}
+
+void MainWindow::addExperimentTab(ExperimentTab* tab) {
+    if (tab == nullptr) {
+        return;
+    }
+    const QString title =
+        QStringLiteral("%1 %2").arg(tr(tab->experimentType().toUtf8().constData())).arg(++tabCounter);
+    connect(tab, &ExperimentTab::startRequested, this, [this, tab] { scheduler->startExperiment(tab); });
+    connect(tab, &ExperimentTab::pauseRequested, this, [this, tab] { scheduler->pauseExperiment(tab); });
+    connect(tab, &ExperimentTab::cancelRequested, this, [this, tab] { scheduler->cancelExperiment(tab); });
+    connect(tab, &ExperimentTab::restartRequested, this, [this, tab] { scheduler->restartExperiment(tab); });
+    connect(tab, &ExperimentTab::splitRequested, this, [this, tab] { openSplitView(tab); });
+    applyPlotScheme(tab);
+    updateLogContext(tab);
+    tabs->setCurrentIndex(tabs->addTab(tab, title));
+    activate(tab);
+}
+
+void MainWindow::openSplitView(ExperimentTab* tab) {
+    if (splitView == nullptr) {
+        splitView = new SplitView(this);
+    }
+    splitView->addExperiment(tab);
+}
+
+void MainWindow::closeExperimentTab(int index) {
+    auto* tab = qobject_cast<ExperimentTab*>(tabs->widget(index));
+    if (tab == nullptr) {
+        return;
+    }
+    scheduler->forgetExperiment(tab);
+    if (activeExperiment == tab) {
+        activeExperiment.clear();
+    }
+    tabs->removeTab(index);
+    delete tab;
+    updateActionStates();
+}
+
+void MainWindow::closeAllExperiments() {
+    tabs->reattachAll();
+    while (tabs->count() > 0) {
+        QWidget* page = tabs->widget(0);
+        tabs->removeTab(0);
+        delete page;
+    }
+    activeExperiment.clear();
+    scheduler->forgetAll();
+}
+
+void MainWindow::applyTheme(const QString& name) {
+    themeName = name;
+    const ThemePalette& theme = paletteFor(name);
+    applyThemeStyle(theme);
+    for (int index = 0; index < tabs->count(); ++index) {
+        applyPlotScheme(qobject_cast<ExperimentTab*>(tabs->widget(index)));
+    }
+    for (QAction* action : themeActions->actions()) {
+        action->setChecked(&paletteFor(action->data().toString()) == &theme);
+    }
+}
+
+void MainWindow::applyPlotScheme(ExperimentTab* tab) {
+    BarChartWidget* plot = tab != nullptr ? tab->plotWidget() : nullptr;
+    if (plot != nullptr) {
+        const PlotOptions options = plot->plotOptions();
+        plot->setPlotOptions(plotSchemeFor(themeName), options.fontPointSize, options.lineWidth,
+                             options.penStyle);
+    }
+}
+
+QJsonObject MainWindow::collectUiConfig() const {
+    return {{QStringLiteral("theme"), themeName},
+            {QStringLiteral("geometry"), QString::fromLatin1(saveGeometry().toBase64())},
+            {QStringLiteral("currentTab"), tabs->currentIndex()}};
+}
+
+QJsonArray MainWindow::collectExperimentsConfig() const {
+    QJsonArray experiments;
+    for (int index = 0; index < tabs->count(); ++index) {
+        if (const auto* tab = qobject_cast<ExperimentTab*>(tabs->widget(index))) {
+            experiments.append(QJsonObject{{QStringLiteral("type"), tab->experimentType()},
+                                           {QStringLiteral("config"), tab->saveConfig()},
+                                           {QStringLiteral("sharedConfig"), tab->sharedConfig()}});
+        }
+    }
+    return experiments;
+}
+
+bool MainWindow::saveConfigFile(const QString& path, bool saveUi, bool saveExperiments) {
+    Configuration configuration;
+    if (saveUi) {
+        configuration.ui = collectUiConfig();
+    }
+    if (saveExperiments) {
+        configuration.experiments = collectExperimentsConfig();
+    }
+    return writeConfiguration(path, configuration);
+}
+
+bool MainWindow::loadConfigFile(const QString& path) {
+    const std::optional<Configuration> configuration = readConfiguration(path);
+    if (!configuration) {
+        return false;
+    }
+    if (configuration->experiments) { // first: the current tab below is one of these
+        applyExperimentsConfig(*configuration->experiments);
+    }
+    if (configuration->ui) {
+        applyUiConfig(*configuration->ui);
+    }
+    return true;
+}
+
+void MainWindow::applyExperimentsConfig(const QJsonArray& array) {
+    closeAllExperiments();
+    for (const QJsonValue& value : array) {
+        const QJsonObject entry = value.toObject();
+        if (ExperimentTab* tab = createExperiment(entry.value(QLatin1String("type")).toString())) {
+            tab->loadConfig(entry.value(QLatin1String("config")).toObject());
+            tab->loadSharedConfig(entry.value(QLatin1String("sharedConfig")).toObject());
+            addExperimentTab(tab);
+        }
+    }
+    updateActionStates();
+}
+
+void MainWindow::applyUiConfig(const QJsonObject& object) {
+    if (const QJsonValue theme = object.value(QLatin1String("theme")); theme.isString()) {
+        applyTheme(theme.toString());
+    }
+    if (const QJsonValue geometry = object.value(QLatin1String("geometry")); geometry.isString()) {
+        restoreGeometry(QByteArray::fromBase64(geometry.toString().toLatin1()));
+    }
+    const int current = object.value(QLatin1String("currentTab")).toInt(-1);
+    if (current >= 0 && current < tabs->count()) {
+        tabs->setCurrentIndex(current);
+    }
+}
+
+void MainWindow::saveConfigAs(const QString& title, const QString& done, bool saveUi, bool saveExperiments) {
+    const QString path =
+        QFileDialog::getSaveFileName(this, title, defaultConfigPath(), tr("Configuration (*.json)"));
+    if (path.isEmpty()) {
+        return;
+    }
+    if (saveConfigFile(path, saveUi, saveExperiments)) {
+        statusBar()->showMessage(done.arg(path), kSavedMessageMs);
+    } else {
+        warn(tr("Save configuration"), tr("Could not write %1").arg(path));
+    }
+}
+
+void MainWindow::onSaveAll() {
+    saveConfigAs(tr("Save configuration (all)"), tr("Saved configuration to %1"), true, true);
+}
+
+void MainWindow::onSaveUiConfig() {
+    saveConfigAs(tr("Save UI configuration"), tr("Saved UI configuration to %1"), true, false);
+}
+
+void MainWindow::onSaveExperimentConfig() {
+    saveConfigAs(tr("Save experiment configuration"), tr("Saved experiment configuration to %1"), false,
+                 true);
+}
+
+void MainWindow::onLoadConfig() {
+    const QString path = QFileDialog::getOpenFileName(this, tr("Load configuration"), defaultConfigPath(),
+                                                      tr("Configuration (*.json)"));
+    if (path.isEmpty()) {
+        return;
+    }
+    if (loadConfigFile(path)) {
+        statusBar()->showMessage(tr("Loaded configuration from %1").arg(path), kSavedMessageMs);
+    } else {
+        warn(tr("Load configuration"), tr("Could not load %1").arg(path));
+    }
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    tabs->reattachAll(); // so that detached tabs are saved as well
+    const bool saveExperiments = askToSaveExperiments(this);
+    saveConfigFile(defaultConfigPath(), true, saveExperiments);
+    QMainWindow::closeEvent(event);
+}
+
+} // namespace qorn::timetagger::gui

@@ -1,0 +1,105 @@
+// The parts of the main window that are built once: workspace, menus, toolbar and status bar.
+#include "MainWindow.h"
+
+#include "DetachableTabWidget.h"
+#include "DeviceController.h"
+#include "ExperimentTab.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+// The themes offered, by the names under which configurations keep them.
+constexpr const char* kThemeNames[] = {
+    QT_TRANSLATE_NOOP("MainWindow", "qorn"), QT_TRANSLATE_NOOP("MainWindow", "Dark"),
+    QT_TRANSLATE_NOOP("MainWindow", "Bright"), QT_TRANSLATE_NOOP("MainWindow", "High contrast"),
+    QT_TRANSLATE_NOOP("MainWindow", "Classic")};
+
+} // namespace
+
+void MainWindow::buildWorkspace() {
+    workspace = new QWidget(pages);
+    auto* layout = new QVBoxLayout(workspace);
+    layout->setContentsMargins(10, 8, 10, 10);
+    layout->setSpacing(8);
+    tabs = new DetachableTabWidget(workspace);
+    tabs->setObjectName(QStringLiteral("ExperimentTabs"));
+    tabs->setDocumentMode(false);
+    tabs->setMovable(true);
+    tabs->setTabsClosable(true);
+    layout->addWidget(tabs, 1);
+    connect(tabs, &DetachableTabWidget::addRequested, this, &MainWindow::onAddExperiment);
+    connect(tabs, &QTabWidget::tabCloseRequested, this, &MainWindow::closeExperimentTab);
+    connect(tabs, &QTabWidget::currentChanged, this, [this](int index) {
+        if (auto* tab = qobject_cast<ExperimentTab*>(tabs->widget(index))) {
+            activate(tab);
+        }
+    });
+}
+
+void MainWindow::buildMenus() {
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    closeDeviceAction = file->addAction(tr("&Close device"), this, &MainWindow::onCloseDevice);
+    file->addSeparator();
+    file->addAction(tr("&Load configuration..."), this, &MainWindow::onLoadConfig);
+    file->addSeparator();
+    file->addAction(tr("Save &all..."), this, &MainWindow::onSaveAll);
+    file->addAction(tr("Save &UI config..."), this, &MainWindow::onSaveUiConfig);
+    file->addAction(tr("Save &experiment config..."), this, &MainWindow::onSaveExperimentConfig);
+    file->addSeparator();
+    file->addAction(tr("E&xit"), this, &MainWindow::close);
+
+    QMenu* experiments = menuBar()->addMenu(tr("&Experiments"));
+    newExperimentAction =
+        experiments->addAction(tr("&New experiment..."), this, &MainWindow::onAddExperiment);
+    buildThemeMenu();
+}
+
+void MainWindow::buildThemeMenu() {
+    QMenu* themes = menuBar()->addMenu(tr("&View"))->addMenu(tr("&Theme"));
+    themeActions = new QActionGroup(this);
+    themeActions->setExclusive(true);
+    for (const char* name : kThemeNames) {
+        QAction* action = themes->addAction(tr(name));
+        action->setCheckable(true);
+        action->setData(QLatin1String(name));
+        themeActions->addAction(action);
+    }
+    connect(themeActions, &QActionGroup::triggered, this,
+            [this](const QAction* action) { applyTheme(action->data().toString()); });
+}
+
+void MainWindow::buildToolbar() {
+    mainToolbar = addToolBar(tr("Main"));
+    mainToolbar->setObjectName(QStringLiteral("MainToolBar"));
+    mainToolbar->setMovable(false);
+    mainToolbar->setFloatable(false);
+}
+
+void MainWindow::buildStatusBar() {
+    const auto makeFlag = [this](const QString& text) {
+        auto* flag = new QLabel(this);
+        flag->setObjectName(QStringLiteral("StatusFlag"));
+        setStatusFlag(flag, text, FlagState::Muted);
+        statusBar()->addPermanentWidget(flag, 0);
+        return flag;
+    };
+    connectionLabel = new QLabel(tr("Not connected"), this);
+    statusBar()->addPermanentWidget(connectionLabel, 1);
+    calibrationFlag = makeFlag(tr("Cal upload: -"));
+    clockLockFlag = makeFlag(tr("Clock lock: -"));
+    clockOutFlag = makeFlag(tr("Clock out: -"));
+    acquisitionFlag = makeFlag(tr("Acquisition: idle"));
+    acquisitionDetail = makeFlag(tr("idle"));
+}
+
+} // namespace qorn::timetagger::gui

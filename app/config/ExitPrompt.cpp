@@ -1,0 +1,40 @@
+#include "ExitPrompt.h"
+
+#include <QCheckBox>
+#include <QCoreApplication>
+#include <QMessageBox>
+#include <QSettings>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+constexpr const char* kAskKey = "exit/askSaveExperiments";
+constexpr const char* kSaveKey = "exit/saveExperiments";
+
+QString tr(const char* text) {
+    return QCoreApplication::translate("ExitPrompt", text);
+}
+
+} // namespace
+
+bool askToSaveExperiments(QWidget* parent) {
+    QSettings settings;
+    if (!settings.value(QLatin1String(kAskKey), true).toBool()) {
+        return settings.value(QLatin1String(kSaveKey), true).toBool();
+    }
+    QMessageBox box(QMessageBox::Question, tr("Save settings?"),
+                    tr("Save the current experiment settings before exiting?"),
+                    QMessageBox::Yes | QMessageBox::No, parent);
+    box.setInformativeText(tr("Saved settings are restored automatically next time."));
+    box.setDefaultButton(QMessageBox::Yes);
+    auto* dontAsk = new QCheckBox(tr("Don't ask again"), &box);
+    box.setCheckBox(dontAsk);
+    const bool save = box.exec() == QMessageBox::Yes;
+    if (dontAsk->isChecked()) {
+        settings.setValue(QLatin1String(kAskKey), false);
+        settings.setValue(QLatin1String(kSaveKey), save);
+    }
+    return save;
+}
+
+} // namespace qorn::timetagger::gui

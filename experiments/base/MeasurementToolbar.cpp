@@ -1,0 +1,98 @@
+#include "MeasurementToolbar.h"
+
+#include "BarChartWidget.h"
+
+#include <QAction>
+#include <QSignalBlocker>
+#include <QStyle>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+QWidget* makeSpacer(QWidget* parent) {
+    auto* spacer = new QWidget(parent);
+    spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    return spacer;
+}
+
+} // namespace
+
+MeasurementToolbar::MeasurementToolbar(BarChartWidget* plot, bool plotControls, bool splitAction,
+                                       QWidget* parent)
+    : QToolBar(parent) {
+    setObjectName(QStringLiteral("MeasurementToolBar"));
+    setIconSize({18, 18});
+    setMovable(false);
+    setFloatable(false);
+    addRunActions();
+    addSeparator();
+    addFileActions();
+    if (plot != nullptr) {
+        addWidget(makeSpacer(this));
+        addSeparator();
+        if (plotControls) {
+            addViewActions(plot);
+        }
+        if (splitAction) {
+            QAction* split = addAction(tr("Split"), this, &MeasurementToolbar::splitTriggered);
+            split->setToolTip(tr("Show this plot in the split view (multiple plots side by side)"));
+        }
+    }
+    setRunning(false);
+    setRecording(false);
+}
+
+void MeasurementToolbar::addRunActions() {
+    play = addAction(style()->standardIcon(QStyle::SP_MediaPlay), tr("Play"), this,
+                     &MeasurementToolbar::playTriggered);
+    play->setToolTip(tr("Play (resumes after Pause, starts fresh after Stop)"));
+    pause = addAction(style()->standardIcon(QStyle::SP_MediaPause), tr("Pause"), this,
+                      &MeasurementToolbar::pauseTriggered);
+    pause->setToolTip(tr("Pause (keeps data; Play resumes)"));
+    stop = addAction(style()->standardIcon(QStyle::SP_MediaStop), tr("Stop"), this,
+                     &MeasurementToolbar::stopTriggered);
+    stop->setToolTip(tr("Stop (Play starts a fresh acquisition)"));
+    reset = addAction(style()->standardIcon(QStyle::SP_BrowserReload), tr("Reset"), this,
+                      &MeasurementToolbar::resetTriggered);
+    reset->setToolTip(tr("Reset measurement (clear displayed accumulators without stopping the stream)"));
+}
+
+void MeasurementToolbar::addFileActions() {
+    QAction* saveImage = addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), tr("Save image"), this,
+                                   &MeasurementToolbar::saveImageTriggered);
+    saveImage->setToolTip(tr("Save plot image"));
+    record = addAction(style()->standardIcon(QStyle::SP_DriveHDIcon), tr("Record"));
+    record->setCheckable(true);
+    connect(record, &QAction::toggled, this, &MeasurementToolbar::recordToggled);
+}
+
+void MeasurementToolbar::addViewActions(BarChartWidget* plot) {
+    QAction* dragZoom = addAction(tr("Drag zoom"));
+    dragZoom->setCheckable(true);
+    dragZoom->setChecked(plot->boxZoomMode());
+    dragZoom->setToolTip(
+        tr("On: left-drag zooms the dominant axis (mostly horizontal = X, mostly vertical = Y). "
+           "Off: left-drag pans. Right-drag always pans."));
+    connect(dragZoom, &QAction::toggled, plot, &BarChartWidget::setBoxZoomMode);
+    QAction* resetView = addAction(tr("Reset view"), plot, &BarChartWidget::resetView);
+    resetView->setToolTip(tr("Fit all data (or double-click the plot)"));
+    QAction* axis = addAction(tr("Axis..."), plot, &BarChartWidget::promptAxisLimits);
+    axis->setToolTip(tr("Type in exact axis limits"));
+}
+
+void MeasurementToolbar::setRunning(bool running) {
+    play->setEnabled(!running);
+    pause->setEnabled(running);
+    stop->setEnabled(true);
+    reset->setEnabled(true);
+    record->setEnabled(!running);
+}
+
+void MeasurementToolbar::setRecording(bool enabled) {
+    const QSignalBlocker blocker(record);
+    record->setChecked(enabled);
+    record->setToolTip(enabled ? tr("Complete time-tag recording enabled for the next acquisition")
+                               : tr("Complete time-tag recording disabled for the next acquisition"));
+}
+
+} // namespace qorn::timetagger::gui
