@@ -14,8 +14,10 @@ function(qorn_test name)
   target_compile_definitions(${name} PRIVATE
     QORN_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data" QORN_SIMULATOR="$<TARGET_FILE:qorn_simulator>")
   add_dependencies(${name} qorn_simulator)
+  string(REGEX REPLACE "^qorn_(.*)_tests$" "\\1." prefix ${name})
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
+    TEST_PREFIX ${prefix}
     PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 300
       ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()

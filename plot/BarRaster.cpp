@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kFewBars = 64;
 // Bars over one pixel column, on average, beyond which a bar at a time is no slower.
-constexpr size_t kMostBarsPerColumn = 32;
+constexpr size_t kMostBarsPerColumn = 256;
 
 // Rows of a bar that are all covered alike.
 struct Band {
@@ -129,25 +129,22 @@ private:
         const auto first = columnBars.begin() + static_cast<std::ptrdiff_t>(columnBegin[size_t(column)]);
         const auto last = columnBars.begin() + static_cast<std::ptrdiff_t>(columnBegin[size_t(column) + 1]);
         cursors.clear();
-        rows.clear();
+        changesAt.assign(static_cast<size_t>(size.height()) + 1, false);
         // The bar painted last lies on top and comes first.
         for (auto it = last; it != first;) {
             const Bar& bar = bars[*--it];
             const QRectF& r = bar.rect;
             cursors.push_back({&bar, bar.firstBand, overlap(r.left(), r.right(), column),
                                overlap(r.left() + halfBorder, r.right() - halfBorder, column)});
-            for (size_t i = bar.firstBand; i < bar.endBand; ++i)
-                rows.push_back(bands[i].firstRow);
-            if (bar.firstBand < bar.endBand)
-                rows.push_back(bands[bar.endBand - 1].endRow);
+            for (size_t i = bar.firstBand; i < bar.endBand; ++i) {
+                changesAt[static_cast<size_t>(bands[i].firstRow)] = true;
+                changesAt[static_cast<size_t>(bands[i].endRow)] = true;
+            }
         }
-        std::sort(rows.begin(), rows.end());
         QRgb before = 0;
-        int previousRow = -1;
-        for (const int row : rows) {
-            if (row == previousRow || row >= size.height())
+        for (int row = 0; row < size.height(); ++row) {
+            if (!changesAt[static_cast<size_t>(row)])
                 continue;
-            previousRow = row;
             const QRgb color = mixedColor(column, row);
             if (color == before)
                 continue;
@@ -223,7 +220,7 @@ private:
     std::vector<size_t> columnBegin; // into columnBars
     std::vector<size_t> columnBars;
     std::vector<Cursor> cursors;
-    std::vector<int> rows;
+    std::vector<char> changesAt; // by row, for the column at hand
     std::vector<Change> changes;
     std::vector<int> lastChangeInRow;
 };

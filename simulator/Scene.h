@@ -76,8 +76,8 @@ struct ReferenceSpec {
     bool present = true;
     bool lockFault = false; // present, but nothing to lock to
     double lockDelayS = 0.4;
-    std::optional<double> lostAfterS; // since the unit was opened
-    std::optional<double> backAfterS; // since it was lost
+    std::optional<double> lostAfterS = std::nullopt; // since the unit was opened
+    std::optional<double> backAfterS = std::nullopt; // since it was lost
 };
 
 // What one call of the interface does wrong, from its `at`-th use on.
@@ -90,9 +90,9 @@ struct CallFault {
 };
 
 struct FaultsSpec {
-    std::optional<double> unplugAfterS;        // since the first opening
-    std::optional<std::uint64_t> unplugAtRead; // reads of the stream, counted from 1
-    std::optional<double> replugAfterS;        // since the unplugging
+    std::optional<double> unplugAfterS = std::nullopt;        // since the first opening
+    std::optional<std::uint64_t> unplugAtRead = std::nullopt; // reads of the stream, counted from 1
+    std::optional<double> replugAfterS = std::nullopt;        // since the unplugging
     double lostBytesPerByte = 0;
     std::vector<std::uint64_t> lostBytesAt; // positions in the stream
     double garbageBytesPerByte = 0;

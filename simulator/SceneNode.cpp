@@ -90,13 +90,7 @@ public:
     bool parse_error(std::size_t, const std::string& token, const nlohmann::detail::exception& error) {
         const std::string text = error.what();
         const std::size_t reason = text.find("syntax error");
-        // names the key that is being read, which is where a person will look
-        std::string path = openNodes.empty() ? "" : openNodes.back()->path();
-        if (!openNodes.empty() && openNodes.back()->kind() == SceneNode::Kind::Object &&
-            keyLine.has_value()) {
-            path = memberPath(*openNodes.back());
-        }
-        refuseAt(cursor.line, path,
+        refuseAt(cursor.line, openNodes.empty() ? "" : nearestPath(*openNodes.back()),
                  "is no valid JSON near \"" + token +
                      "\": " + (reason == std::string::npos ? text : text.substr(reason)));
     }
@@ -141,6 +135,14 @@ private:
         openNodes.pop_back();
         keyLine.reset();
         return true;
+    }
+
+    // The value that is being read or was read last, which is where a person will look.
+    std::string nearestPath(const SceneNode& node) const {
+        if (keyLine.has_value() && node.kind() == SceneNode::Kind::Object) {
+            return memberPath(node);
+        }
+        return node.elements().empty() ? node.path() : node.elements().back().path();
     }
 
     std::string memberPath(const SceneNode& object) const {

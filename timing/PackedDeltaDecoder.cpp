@@ -25,10 +25,14 @@ std::uint64_t distance(std::int64_t a, std::int64_t b) {
     return static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b);
 }
 
-// Steps below this need none of the wrap and plausibility rules, and no sync start is taken for an overflow.
+// Steps below this need none of the wrap and plausibility rules, and a sync start, taken for an overflow,
+// exceeds it behind any overflows that are below it. 0 where 64 bits do not hold such a step.
 std::uint64_t ordinary_bound(const PackedFormat& format) {
-    std::uint64_t bound =
-        std::min(format.wrap_ps / 2, format.all_ones() << (format.delta_bits + format.quantum_shift));
+    const int overflow_shift = format.delta_bits + format.quantum_shift;
+    if (!format.decodable() || format.delta_bits + 1 + overflow_shift > 64) {
+        return 0;
+    }
+    std::uint64_t bound = std::min(format.wrap_ps / 2, format.all_ones() << overflow_shift);
     if (format.excess_ps != 0) {
         bound = std::min(bound, format.excess_ps);
     }
@@ -38,7 +42,7 @@ std::uint64_t ordinary_bound(const PackedFormat& format) {
 } // namespace
 
 PackedDeltaDecoder::PackedDeltaDecoder(const StreamFileHeader& header)
-    : format(header), ordinary_bound_ps(format.decodable() ? ordinary_bound(format) : 0) {}
+    : format(header), ordinary_bound_ps(ordinary_bound(format)) {}
 
 void PackedDeltaDecoder::feed_packed_delta(StreamBuffer& raw, TagBuffer& out) {
     if (!format.decodable() || (!locked && !lock(raw))) {

@@ -20,8 +20,8 @@ Collected& collected() {
 
 void collect(QtMsgType type, const QMessageLogContext&, const QString& text) {
     std::fprintf(stderr, "%s\n", qPrintable(text));
-    // The windowless platform says this once per process when a window is activated.
-    if (type == QtDebugMsg || type == QtInfoMsg || text.contains(QLatin1String("propagateSizeHints"))) {
+    // The windowless platform says this of each window operation that it does not have.
+    if (type == QtDebugMsg || type == QtInfoMsg || text.contains(QLatin1String("This plugin does not support"))) {
         return;
     }
     QMutexLocker lock(&collected().mutex);

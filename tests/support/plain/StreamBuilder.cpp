@@ -120,7 +120,7 @@ PackedBuilder& PackedBuilder::bits(std::uint64_t value, int count) {
     for (int bit = count - 1; bit >= 0; --bit) {
         if (written % 8 == 0)
             buffer.push_back(0);
-        if ((value >> bit & 1) != 0)
+        if (bit < 64 && (value >> bit & 1) != 0)
             buffer.back() = static_cast<std::uint8_t>(buffer.back() | 0x80 >> (written % 8));
         ++written;
     }

@@ -48,7 +48,7 @@ public:
     std::uint64_t allOnes() const { return (std::uint64_t{1} << delta_bits) - 1; }
     int syncChunks() const;
 
-    // Bits that are no record, most significant first.
+    // Bits that are no record, most significant first; zeros in front of the 64th.
     PackedBuilder& bits(std::uint64_t value, int count);
     PackedBuilder& record(int channel, int flag, std::uint64_t payload);
     PackedBuilder& data(int channel, std::uint64_t payload) { return record(channel, 0, payload); }

@@ -1,0 +1,40 @@
+# Sourced by ./run and ./test: installs what is missing on Debian 12 or newer, configures and builds.
+
+qorn_build_packages=(
+    cmake ninja-build g++ ccache qt6-base-dev libqt6svg6 fonts-dejavu-core
+    libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev
+)
+
+qorn_say() { printf '%s\n' "$*" >&2; }
+
+# Installs those of the named packages that are missing, after naming them.
+qorn_install() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    command -v apt-get >/dev/null || {
+        qorn_say "These packages are missing and there is no apt-get to install them: ${missing[*]}"
+        return 1
+    }
+    local as_root=()
+    [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+    qorn_say "Installing: ${missing[*]}"
+    "${as_root[@]}" apt-get update -qq >&2 || true
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+# qorn_build PRESET [CMAKE-OPTION...] -- [TARGET...]: configures and builds in build/PRESET.
+qorn_build() {
+    local preset=$1 options=()
+    shift
+    while [ $# -gt 0 ] && [ "$1" != "--" ]; do
+        options+=("$1")
+        shift
+    done
+    [ $# -gt 0 ] && shift
+    export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+    cmake --preset "$preset" ${options[@]+"${options[@]}"} >&2 || return
+    cmake --build "build/$preset" ${1:+--target "$@"} >&2
+}

@@ -1,0 +1,49 @@
+// Files that a writer cannot finish with: one that blocks it until the test reads, and a disk that is full.
+#pragma once
+
+#include "StreamBuilder.h"
+#include "TemporaryFolder.h"
+
+#include <QString>
+
+#include <string>
+#include <thread>
+
+#include <sys/resource.h>
+
+namespace qorn::timetagger::gui::test {
+
+// A named pipe with nobody reading until drain(): what does not fit the pipe blocks its writer.
+class BlockedFile {
+public:
+    BlockedFile();
+    ~BlockedFile();
+    BlockedFile(const BlockedFile&) = delete;
+    BlockedFile& operator=(const BlockedFile&) = delete;
+
+    QString path() const;
+    bool waitUntilWritten(); // until the first bytes have come
+    void drain();            // reads to the end, in a thread
+    qorn::testing::Bytes finish();
+    void breakOff(); // no reader any more: the blocked write fails
+
+private:
+    qorn::testing::TemporaryFolder folder;
+    int reading = -1;
+    qorn::testing::Bytes received;
+    std::thread reader;
+};
+
+// Lets no file of this process grow beyond `bytes` while it lives.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes);
+    ~FileSizeLimit();
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit earlier{};
+};
+
+} // namespace qorn::timetagger::gui::test

@@ -1,0 +1,216 @@
+#include "RelayCaptureLoop.h"
+
+#include "LoopTestSupport.h"
+#include "RelaySupport.h"
+#include "ScriptedDriver.h"
+#include "TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+using qorn::testing::TemporaryFolder;
+using test::Tags;
+using test::tagsFrom;
+
+Tags onChannels(const Tags& tags, unsigned mask) {
+    Tags kept;
+    for (const timing::TimeTag& tag : tags) {
+        if ((mask >> tag.channel & 1U) != 0) {
+            kept.push_back(tag);
+        }
+    }
+    return kept;
+}
+
+class RelayCapture : public ::testing::Test {
+protected:
+    void SetUp() override {
+        request.batchSize = 1 << 20;
+        request.channelMask = 15;
+    }
+    ~RelayCapture() override { finish(); }
+
+    // Runs the loop in a thread; `text` is its failure.
+    void begin(const relay::RelayEndpoint& endpoint, relay::RelayServer* server = nullptr) {
+        thread = std::thread([this, endpoint, server] {
+            text = test::failureOf([&] { relayCaptureLoop(endpoint, request, server, stop, events, clock); });
+        });
+    }
+    void finish() {
+        stop = true;
+        join();
+    }
+    void join() {
+        if (thread.joinable()) {
+            thread.join();
+        }
+    }
+
+    test::LoopbackServer source;
+    TemporaryFolder folder;
+    QString path = QString::fromStdString(folder.file("run.qornts"));
+    std::atomic<bool> stop{false};
+    test::RecordingEvents events;
+    test::ManualClock clock;
+    CaptureRequest request;
+    std::string text;
+    std::thread thread;
+};
+
+TEST_F(RelayCapture, TagsOfTheOtherHostReachTheGui) {
+    request.batchSize = 10;
+    begin(source.endpoint());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 1000));
+    ASSERT_TRUE(events.waitForTags(1000));
+    finish();
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(events.tags(), tagsFrom(0, 1000));
+}
+
+TEST_F(RelayCapture, TheLastPartialBatchIsDelivered) {
+    request.recording.path = path;
+    test::LoopbackServer onward;
+    test::LoopbackClient witness(onward.endpoint());
+    ASSERT_TRUE(onward.waitForClients(1));
+    begin(source.endpoint(), onward.get());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 7));
+    ASSERT_TRUE(witness.waitForTags(7)); // they have been received; the clock stands, so no batch goes out
+    EXPECT_EQ(events.tagCount(), 0U);
+    finish();
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(events.batches(), std::vector<Tags>{tagsFrom(0, 7)});
+    EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 7));
+}
+
+TEST_F(RelayCapture, TheMaskFiltersGuiAndRecordingButNotWhatIsPublishedAgain) {
+    request.channelMask = 5;
+    request.batchSize = 500;
+    request.recording.path = path;
+    test::LoopbackServer onward;
+    test::LoopbackClient witness(onward.endpoint());
+    ASSERT_TRUE(onward.waitForClients(1));
+    begin(source.endpoint(), onward.get());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 1000));
+    ASSERT_TRUE(witness.waitForTags(1000));
+    ASSERT_TRUE(events.waitForTags(500));
+    finish();
+    EXPECT_EQ(witness.tags(), tagsFrom(0, 1000));
+    EXPECT_EQ(events.tags(), onChannels(tagsFrom(0, 1000), 5));
+    EXPECT_EQ(test::readRecording(path).tags, onChannels(tagsFrom(0, 1000), 5));
+}
+
+TEST_F(RelayCapture, WithoutClientsNothingIsPublishedAgain) {
+    test::LoopbackServer onward;
+    request.batchSize = 10;
+    begin(source.endpoint(), onward.get());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 10));
+    ASSERT_TRUE(events.waitForTags(10));
+    finish();
+    EXPECT_EQ(onward->stats().tags_published, 0U);
+}
+
+TEST_F(RelayCapture, TheRecordingsHeaderIsThatOfARelay) {
+    request.recording.path = path;
+    begin(source.endpoint());
+    ASSERT_TRUE(source.waitForClients(1));
+    finish();
+    const QJsonObject header = test::readRecording(path).header;
+    const auto value = [&header](const char* key) {
+        return header.value(QLatin1String(key)).toString().toStdString();
+    };
+    EXPECT_EQ(value("stream_format"), "raw64");
+    EXPECT_EQ(value("raw64_tag_format"), "ps");
+    EXPECT_EQ(value("mode"), "external");
+    EXPECT_EQ(value("stream_transport"), "usb");
+    EXPECT_EQ(header.value(QLatin1String("channel_mask")).toInt(), 15);
+    const QJsonObject packed = header.value(QLatin1String("packed_delta_config")).toObject();
+    EXPECT_EQ(packed.value(QLatin1String("delta_bits")).toInt(), 16);
+    EXPECT_EQ(packed.value(QLatin1String("quantum_ps")).toInt(), 8);
+}
+
+TEST_F(RelayCapture, TheGuiIsThinnedAndTheRecordingComplete) {
+    request.recording.path = path;
+    request.maxUiTagsPerSecond = 100; // 10 per window, and the clock stands
+    test::LoopbackServer onward;
+    test::LoopbackClient witness(onward.endpoint());
+    ASSERT_TRUE(onward.waitForClients(1));
+    begin(source.endpoint(), onward.get());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 5000));
+    ASSERT_TRUE(witness.waitForTags(5000));
+    finish();
+    EXPECT_EQ(events.tagCount(), 10U);
+    EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 5000));
+}
+
+TEST_F(RelayCapture, AnUnreachableHostEndsItWithItsText) {
+    relay::RelayEndpoint endpoint;
+    { endpoint = test::RawPublisher().endpoint(); } // nobody listens there any more
+    begin(endpoint);
+    join();
+    EXPECT_EQ(text, "could not connect to relay 127.0.0.1:" + std::to_string(endpoint.stream_port));
+}
+
+TEST_F(RelayCapture, APeerThatClosesEndsItAndTheRecordingIsWhole) {
+    test::RawPublisher publisher;
+    request.recording.path = path;
+    begin(publisher.endpoint());
+    ASSERT_TRUE(publisher.accept());
+    ASSERT_TRUE(publisher.send(test::wordsOf(tagsFrom(0, 100))));
+    publisher.closeClient();
+    join();
+    EXPECT_EQ(text, "relay stream closed by peer");
+    EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 100));
+}
+
+TEST_F(RelayCapture, AnInvalidRecordEndsIt) {
+    test::RawPublisher publisher;
+    request.recording.path = path;
+    begin(publisher.endpoint());
+    ASSERT_TRUE(publisher.accept());
+    ASSERT_TRUE(publisher.send(qorn::testing::bytesFromHex("80 00 00 00 00 00 00 00")));
+    join();
+    EXPECT_EQ(text, "relay stream contains an invalid raw64-ps record");
+    EXPECT_TRUE(test::readRecording(path).tags.empty());
+}
+
+TEST_F(RelayCapture, AFullDiskEndsItWithItsText) {
+    request.recording.path = QStringLiteral("/dev/full");
+    begin(source.endpoint());
+    ASSERT_TRUE(source.waitForClients(1));
+    std::int64_t sent = 0;
+    ASSERT_TRUE(test::eventually([&] {
+        source.publish(tagsFrom(sent, 65536));
+        sent += 65536;
+        return source->stats().stream_clients == 0;
+    }));
+    join();
+    EXPECT_EQ(text, "StreamFileWriter: payload write failed");
+}
+
+TEST_F(RelayCapture, AFolderThatCannotBeMadeEndsIt) {
+    qorn::testing::writeBytes(folder.path() / "file", {});
+    request.recording.path = QString::fromStdString(folder.file("file/run.qornts"));
+    begin(source.endpoint());
+    join();
+    EXPECT_EQ(text, "Could not create time-tag output folder: " + folder.file("file"));
+}
+
+TEST_F(RelayCapture, AStopWithoutTrafficEndsQuietly) {
+    begin(source.endpoint());
+    ASSERT_TRUE(source.waitForClients(1));
+    finish();
+    EXPECT_EQ(text, "");
+    EXPECT_TRUE(events.batches().empty());
+}
+
+} // namespace
+} // namespace qorn::timetagger::gui

@@ -1,0 +1,116 @@
+#include "RelaySupport.h"
+
+#include "ScriptedDriver.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace qorn::timetagger::gui::test {
+
+using namespace std::chrono_literals;
+
+bool eventually(const std::function<bool()>& condition) {
+    const auto limit = std::chrono::steady_clock::now() + qorn::testing::kEventLimit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > limit) {
+            return false;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+LoopbackServer::LoopbackServer() {
+    std::string error;
+    EXPECT_TRUE(server.start(0, 0, &error)) << error;
+}
+
+relay::RelayEndpoint LoopbackServer::endpoint() const {
+    const auto stats = server.stats();
+    return {"127.0.0.1", stats.stream_port, stats.status_port};
+}
+
+bool LoopbackServer::waitForClients(std::uint32_t count) {
+    return eventually([&] { return server.stats().stream_clients == count; });
+}
+
+void LoopbackServer::publish(const Tags& tags) {
+    server.publishRaw64(wordsOf(tags), tags.size());
+}
+
+LoopbackClient::LoopbackClient(const relay::RelayEndpoint& endpoint)
+    : thread([this, endpoint] {
+          try {
+              relay::RelayClient().receive(endpoint, stop, [this](Tags& tags) {
+                  const std::lock_guard lock(mutex);
+                  received.insert(received.end(), tags.begin(), tags.end());
+                  changed.notify_all();
+              });
+          } catch (const std::exception&) {
+              // The server went first.
+          }
+      }) {}
+
+LoopbackClient::~LoopbackClient() {
+    stop = true;
+    thread.join();
+}
+
+bool LoopbackClient::waitForTags(std::size_t count) {
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, qorn::testing::kEventLimit, [&] { return received.size() >= count; });
+}
+
+Tags LoopbackClient::tags() const {
+    const std::lock_guard lock(mutex);
+    return received;
+}
+
+RawPublisher::RawPublisher() : listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
+    EXPECT_EQ(listen(listener, 4), 0);
+    EXPECT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    port = ntohs(address.sin_port);
+}
+
+RawPublisher::~RawPublisher() {
+    closeClient();
+    ::close(listener);
+}
+
+relay::RelayEndpoint RawPublisher::endpoint() const {
+    return {"127.0.0.1", port, port};
+}
+
+bool RawPublisher::accept() {
+    pollfd request{listener, POLLIN, 0};
+    const auto limit = std::chrono::milliseconds(qorn::testing::kEventLimit).count();
+    if (poll(&request, 1, static_cast<int>(limit)) != 1) {
+        return false;
+    }
+    closeClient();
+    client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    return client >= 0;
+}
+
+bool RawPublisher::send(const qorn::testing::Bytes& bytes) {
+    return ::send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+}
+
+void RawPublisher::closeClient() {
+    if (client >= 0) {
+        ::close(client);
+        client = -1;
+    }
+}
+
+} // namespace qorn::timetagger::gui::test
