@@ -2,7 +2,7 @@
 #include "MainWindow.h"
 
 #include "DetachableTabWidget.h"
-#include "DeviceController.h"
+#include "ElidedLabel.h"
 #include "ExperimentTab.h"
 
 #include <QAction>
@@ -86,20 +86,22 @@ void MainWindow::buildToolbar() {
 }
 
 void MainWindow::buildStatusBar() {
-    const auto makeFlag = [this](const QString& text) {
-        auto* flag = new QLabel(this);
+    const auto addFlag = [this](QLabel* flag) {
         flag->setObjectName(QStringLiteral("StatusFlag"));
-        setStatusFlag(flag, text, FlagState::Muted);
+        setStatusFlag(flag, flag->text(), FlagState::Muted);
         statusBar()->addPermanentWidget(flag, 0);
         return flag;
     };
-    connectionLabel = new QLabel(tr("Not connected"), this);
+    connectionLabel = new ElidedLabel(tr("Not connected"), this);
     statusBar()->addPermanentWidget(connectionLabel, 1);
-    calibrationFlag = makeFlag(tr("Cal upload: -"));
-    clockLockFlag = makeFlag(tr("Clock lock: -"));
-    clockOutFlag = makeFlag(tr("Clock out: -"));
-    acquisitionFlag = makeFlag(tr("Acquisition: idle"));
-    acquisitionDetail = makeFlag(tr("idle"));
+    calibrationFlag = addFlag(new QLabel(tr("Cal upload: -"), this));
+    clockLockFlag = addFlag(new QLabel(tr("Clock lock: -"), this));
+    clockOutFlag = addFlag(new QLabel(tr("Clock out: -"), this));
+    acquisitionFlag = addFlag(new QLabel(tr("Acquisition: idle"), this));
+    acquisitionDetail = addFlag(new ElidedLabel(tr("idle"), this));
+    // The connection stands where messages are shown, so it makes room for them.
+    connect(statusBar(), &QStatusBar::messageChanged, connectionLabel,
+            [this](const QString& message) { connectionLabel->setVisible(message.isEmpty()); });
 }
 
 } // namespace qorn::timetagger::gui

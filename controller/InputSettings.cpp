@@ -24,7 +24,7 @@ std::uint16_t thresholdDacCode(double volts) {
     if (!(share >= 0.0)) {
         return kMiddle;
     }
-    const auto steps = static_cast<unsigned>(std::min(share, 1.0) * 65535.0 + 0.5);
+    const auto steps = static_cast<unsigned>(std::floor(std::min(share, 1.0) * 65535.0 + 0.5));
     return static_cast<std::uint16_t>((steps + kMiddle) % 65536U);
 }
 

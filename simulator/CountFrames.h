@@ -26,6 +26,7 @@ public:
     // there.
     void advance(Pacer::Time now);
     std::optional<Counts> take(); // the oldest frame that is held
+    bool mustGoOn() const { return pacer.mustGoOn(positionPs); }
     Pacer::Time nextFrameAt() const;
 
 private:

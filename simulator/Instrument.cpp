@@ -141,6 +141,10 @@ std::optional<Instrument::Frame> Instrument::readFrame(Milliseconds timeout, con
         if (const auto counts = frames->take()) {
             return Frame{*counts, frames->periodCycles()};
         }
+        if (frames->mustGoOn()) {
+            stillThere();
+            continue;
+        }
         if (now >= deadline) {
             return std::nullopt;
         }
@@ -299,6 +303,10 @@ std::size_t Instrument::readStream(std::span<std::uint8_t> out, Milliseconds tim
         stream->advance(now, out.size());
         const std::size_t held = stream->heldBytes();
         const bool gathered = held >= out.size() || stream->unpaced() || now - stream->lastReturn >= kLatency;
+        if (held == 0 && stream->mustGoOn()) {
+            stillThere();
+            continue;
+        }
         if (now >= deadline || (held > 0 && gathered)) {
             stream->lastReturn = now;
             return stream->take(out);

@@ -23,6 +23,10 @@ std::int64_t Pacer::reachedPs(Time now) const {
     return std::min(std::chrono::duration_cast<nanoseconds>(now - start).count() * kPsPerNs, endPs);
 }
 
+bool Pacer::mustGoOn(std::int64_t positionPs) const {
+    return unpaced() && endPs != std::numeric_limits<std::int64_t>::max() && positionPs + kSlicePs <= endPs;
+}
+
 Pacer::Time Pacer::reachedAt(std::int64_t ps) const {
     if (unpaced() || ps > endPs) {
         return start + std::max<Time::duration>(std::chrono::steady_clock::now() - start, {}) + kNever;

@@ -10,9 +10,6 @@
 
 namespace qorn::simulator {
 
-// Time is handed out in slices, so that nothing depends on when somebody asks.
-inline constexpr std::int64_t kSlicePs = kPsPerMillisecond;
-
 class PulseGenerator {
 public:
     // With `repeatSlices` above 0 the first so many slices come again and again.

@@ -33,6 +33,7 @@ public:
     std::size_t heldBytes() const { return buffer.size(); }
     std::size_t take(std::span<std::uint8_t> out) { return buffer.take(out); }
     bool unpaced() const { return parts.pacer.unpaced(); }
+    bool mustGoOn() const { return parts.pacer.mustGoOn(positionPs); }
     Pacer::Time nextDataAt() const { return parts.pacer.reachedAt(positionPs + kSlicePs); }
     std::uint64_t lostTags() const { return lost; }
 

@@ -17,6 +17,9 @@ inline constexpr std::int64_t kAbsoluteFieldSpan = std::int64_t{1} << 41;
 inline constexpr std::int64_t kPsPerMillisecond = 1'000'000'000;
 inline constexpr std::int64_t kPsPerSecond = 1'000'000'000'000;
 
+// Pulses are made in slices of time, so that nothing depends on when somebody asks.
+inline constexpr std::int64_t kSlicePs = kPsPerMillisecond;
+
 // Whole 300 MHz cycles to picoseconds, rounded down, so that going back with cyclesCovering() is exact.
 constexpr std::int64_t cyclesToPs(std::int64_t cycles) {
     return cycles / 3 * 10000 + cycles % 3 * 10000 / 3;

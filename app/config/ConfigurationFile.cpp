@@ -35,7 +35,10 @@ bool writeConfiguration(const QString& path, const Configuration& configuration)
     if (!file.open(QIODevice::WriteOnly)) {
         return false;
     }
-    file.write(QJsonDocument(root).toJson(QJsonDocument::Indented));
+    const QByteArray text = QJsonDocument(root).toJson(QJsonDocument::Indented);
+    if (file.write(text) != text.size()) {
+        file.cancelWriting(); // a full disk takes the head of the text without an error
+    }
     return file.commit();
 }
 

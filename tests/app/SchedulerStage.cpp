@@ -61,10 +61,9 @@ SchedulerStage::SchedulerStage() {
                          flagState = state;
                          emitted.append(QStringLiteral("flag: %1 (%2)").arg(text, flagStateName(state)));
                      });
-    QObject::connect(
-        &scheduler, &MeasurementScheduler::experimentActivated, [this](gui::ExperimentTab* tab) {
-            emitted.append(QStringLiteral("activated: ") + (tab ? tab->experimentType() : QString()));
-        });
+    QObject::connect(&scheduler, &MeasurementScheduler::experimentActivated, [this](gui::ExperimentTab* tab) {
+        emitted.append(QStringLiteral("activated: ") + (tab ? tab->experimentType() : QString()));
+    });
     QObject::connect(&scheduler, &MeasurementScheduler::messageShown, [this](const QString& text, int ms) {
         emitted.append(QStringLiteral("message: %1 (%2 ms)").arg(text).arg(ms));
     });

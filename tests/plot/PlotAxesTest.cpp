@@ -51,6 +51,10 @@ TEST_P(PlotAxes, GridLinesCrossThePlotAtEveryTick) {
                                  1.0, at.x(), 0.2))
                 << "x " << tick;
         }
+        EXPECT_TRUE(
+            sameColour(inkAcross(image, QRect(column(3), row(tick) - 4, 1, 9), ground()), gridInk(), 3));
+        EXPECT_TRUE(
+            sameColour(inkAcross(image, QRect(column(tick) - 4, row(3), 9, 1), ground()), gridInk(), 3));
         EXPECT_TRUE(isStroke(strokeAcrossRows(image, 470, row(tick) - 4, row(tick) + 4, ground(), gridInk()),
                              0.0, 0.0))
             << "nothing right of the plot";
@@ -66,6 +70,8 @@ TEST_P(PlotAxes, XTicksHaveAMarkOfFourPixelsBelowThePlot) {
                 strokeAcrossColumns(image, below, column(tick) - 4, column(tick) + 4, ground(), tickInk()),
                 1.0, column(tick)))
                 << tick << " in row " << below;
+            EXPECT_TRUE(
+                sameColour(inkAcross(image, QRect(column(tick) - 4, below, 9, 1), ground()), tickInk(), 3));
         }
         EXPECT_TRUE(
             isStroke(strokeAcrossColumns(image, 221, column(tick) - 4, column(tick) + 4, ground(), tickInk()),
@@ -133,6 +139,25 @@ protected:
         return inkIn(image, QRect(60, 218, 420, 1), kGround, QColor(0x78, 0x78, 0x78)).pixels;
     }
 };
+
+TEST_F(PlotTicks, AimAtSixAlongXAndFiveAlongY) {
+    const QColor grid = blend(QColor(0x78, 0x78, 0x78), 70, kGround);
+    // The spans at which one more or one less wanted would give another step.
+    struct Case {
+        double span;
+        double xTicks;
+        double yTicks;
+    };
+    for (const Case& expected :
+         {Case{7.4, 8, 8}, {7.6, 8, 4}, {8.5, 9, 5}, {9.2, 5, 5}, {13.9, 7, 7}, {15.5, 8, 4}}) {
+        plot.setManualRange(0, expected.span, 0, expected.span);
+        const QImage image = picture();
+        EXPECT_NEAR(marks(image), expected.xTicks, 0.4) << expected.span;
+        // Off the vertical lines; the line at zero lies under the frame.
+        const double lines = inkIn(image, QRect(column(0.6), 19, 1, 194), kGround, grid).pixels;
+        EXPECT_NEAR(lines, expected.yTicks - 1, 0.8) << expected.span;
+    }
+}
 
 TEST_F(PlotTicks, AutomaticOnesFollowTheView) {
     EXPECT_NEAR(marks(picture()), 6.0, 0.3);

@@ -96,6 +96,14 @@ TEST_F(PlotHover, XHasTheDecimalsOfTheTicksAndAtLeastThree) {
     EXPECT_TRUE(shows({184, 106}, {184, 106}, QStringLiteral("x 0.00002    y 0.55")));
 }
 
+TEST_F(PlotHover, DecimalsOfXAreThoseOfSixWantedTicks) {
+    // Steps of 1e-4 for six ticks and of 5e-5 for seven; then of 5e-5 for six and of 1e-4 for five.
+    plot.setManualRange(0, 4.5e-4, 0, 1);
+    EXPECT_TRUE(shows({184, 106}, {184, 106}, QStringLiteral("x 0.0001    y 0.55")));
+    plot.setManualRange(0, 4e-4, 0, 1);
+    EXPECT_TRUE(shows({184, 106}, {184, 106}, QStringLiteral("x 0.00012    y 0.55")));
+}
+
 TEST_F(PlotHover, YHasSixDigits) {
     plot.setManualRange(0, 10, 0, 1e9);
     EXPECT_TRUE(shows({164, 106}, {164, 106}, QStringLiteral("x 2.500    y 5.5e+08")));

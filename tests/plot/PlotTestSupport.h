@@ -77,7 +77,10 @@ struct InkArea {
 };
 InkArea inkIn(const QImage& image, const QRect& within, const QColor& ground, const QColor& ink);
 
-// The region shows what was drawn on `ground` to get `expected`, give or take one pixel of rounding.
+// Colour of a stroke one pixel wide that crosses a strip, wherever it lies between the pixels.
+QColor inkAcross(const QImage& image, const QRect& strip, const QColor& ground);
+
+// The region shows what was drawn on `ground` to get `expected`, but for a few percent of its ink.
 ::testing::AssertionResult showsSame(const QImage& image, const QImage& expected, const QImage& ground,
                                      const QRect& region);
 // The rectangle shows the text as QPainter would set it on `ground`, with the same tolerance.

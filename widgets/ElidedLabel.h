@@ -1,0 +1,24 @@
+// A one-line label that gives way: where its room ends, the text does, with an ellipsis, and the whole of it stands in
+// the tool tip. GUI thread only.
+#pragma once
+
+#include <QLabel>
+
+namespace qorn::timetagger::gui {
+
+class ElidedLabel : public QLabel {
+    Q_OBJECT
+public:
+    explicit ElidedLabel(const QString& text = QString(), QWidget* parent = nullptr);
+
+    QSize minimumSizeHint() const override;
+
+protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QString shownText() const;
+};
+
+} // namespace qorn::timetagger::gui
