@@ -6,19 +6,14 @@
 #include <QToolTip>
 
 namespace qorn::timetagger::gui {
-namespace {
-
-constexpr int kLeastCharacters = 6;
-
-} // namespace
-
-ElidedLabel::ElidedLabel(const QString& text, QWidget* parent) : QLabel(text, parent) {
+ElidedLabel::ElidedLabel(const QString& text, int least, QWidget* parent)
+    : QLabel(text, parent), leastCharacters(least) {
     setTextFormat(Qt::PlainText);
 }
 
 QSize ElidedLabel::minimumSizeHint() const {
-    const int least = fontMetrics().averageCharWidth() * kLeastCharacters;
-    return {qMin(least, QLabel::minimumSizeHint().width()), QLabel::minimumSizeHint().height()};
+    const int room = fontMetrics().averageCharWidth() * leastCharacters;
+    return {qMin(room, QLabel::minimumSizeHint().width()), QLabel::minimumSizeHint().height()};
 }
 
 QString ElidedLabel::shownText() const {
@@ -36,8 +31,8 @@ bool ElidedLabel::event(QEvent* event) {
 void ElidedLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     drawFrame(&painter);
-    style()->drawItemText(&painter, contentsRect(), static_cast<int>(alignment() | Qt::TextSingleLine), palette(),
-                          isEnabled(), shownText(), foregroundRole());
+    style()->drawItemText(&painter, contentsRect(), static_cast<int>(alignment() | Qt::TextSingleLine),
+                          palette(), isEnabled(), shownText(), foregroundRole());
 }
 
 } // namespace qorn::timetagger::gui

@@ -1,5 +1,5 @@
-// A one-line label that gives way: where its room ends, the text does, with an ellipsis, and the whole of it stands in
-// the tool tip. GUI thread only.
+// A one-line label that gives way: where its room ends, the text does, with an ellipsis, and the whole of it
+// stands in the tool tip. GUI thread only.
 #pragma once
 
 #include <QLabel>
@@ -9,7 +9,8 @@ namespace qorn::timetagger::gui {
 class ElidedLabel : public QLabel {
     Q_OBJECT
 public:
-    explicit ElidedLabel(const QString& text = QString(), QWidget* parent = nullptr);
+    // Keeps room for about `least` characters, or its text when that is shorter.
+    ElidedLabel(const QString& text, int least, QWidget* parent = nullptr);
 
     QSize minimumSizeHint() const override;
 
@@ -19,6 +20,8 @@ protected:
 
 private:
     QString shownText() const;
+
+    int leastCharacters;
 };
 
 } // namespace qorn::timetagger::gui

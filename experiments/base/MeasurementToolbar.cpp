@@ -77,6 +77,7 @@ void MeasurementToolbar::addViewActions(BarChartWidget* plot) {
     QAction* resetView = addAction(tr("Reset view"), plot, &BarChartWidget::resetView);
     resetView->setToolTip(tr("Fit all data (or double-click the plot)"));
     QAction* axis = addAction(tr("Axis..."), plot, &BarChartWidget::promptAxisLimits);
+    axis->setIconText(axis->text()); // else Qt takes the dots away
     axis->setToolTip(tr("Type in exact axis limits"));
 }
 

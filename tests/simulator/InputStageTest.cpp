@@ -10,10 +10,8 @@ namespace qorn::simulator::test {
 namespace {
 
 std::uint16_t dacCode(double volts) {
-    const double x = volts * 0.25;
-    return x < 0 ? 32768
-                 : static_cast<std::uint16_t>((static_cast<int>(std::min(x, 1.0) * 65535 + 0.5) + 32768) %
-                                              65536);
+    const int steps = volts < 0 ? 0 : static_cast<int>(std::min(volts * 0.25, 1.0) * 65535 + 0.5);
+    return static_cast<std::uint16_t>((steps + 32768) % 65536);
 }
 
 std::vector<Pulse> train(int count, std::int64_t stepPs, float amplitude = 1, std::uint8_t input = 0) {
