@@ -29,8 +29,8 @@ public:
     TagStreamReader(const TagStreamReader&) = delete;
     TagStreamReader& operator=(const TagStreamReader&) = delete;
 
-    // Stops an earlier run, empties queue and error, and starts reading. read_bytes is raised to 4096 and
-    // max_queue (tags) to 1024. The stream must have been started.
+    // Ends an earlier run, forgets its tags and its error, and starts reading. read_bytes is raised to 4096
+    // and max_queue (tags) to 1024. The stream must have been started.
     void start(const StreamFileHeader& header, std::size_t read_bytes, std::size_t max_queue);
 
     // Ends the thread, then rethrows the error that ended it, if any; the error stays until the next start().

@@ -2,6 +2,7 @@
 
 #include "BarChartWidget.h"
 #include "ChannelColors.h"
+#include "TraceThinning.h"
 
 #include <QComboBox>
 #include <QDoubleSpinBox>
@@ -23,6 +24,7 @@ constexpr int kRefreshMs = 200;
 constexpr double kLeastXSeconds = 10.0;
 constexpr double kHeadroom = 1.15; // of the Y range above the largest value
 constexpr int kControlsWidth = 260;
+constexpr qsizetype kMostPlottedPoints = 8000; // of one trace; a plot is rarely wider than half of that
 
 // A combo box with the choices' names; the texts shown are their translations.
 QComboBox* makeChoice(const QStringList& names, QWidget* parent) {
@@ -182,22 +184,22 @@ void TimeTagTab::refreshPlot() {
     QList<QList<double>> xs;
     QList<QList<double>> ys;
     QStringList labels;
-    if (engine.settings().grouping == TimeTagSettings::Grouping::PerChannel) {
-        for (int channel = 0; channel < timing::kChannels; ++channel) {
-            xs.append(x);
-            ys.append(engine.seriesForChannel(channel, false));
-            labels.append(tr("Ch %1").arg(channel + 1));
-        }
-    } else {
-        xs.append(x);
-        ys.append(engine.totalSeries(false));
-        labels.append(tr("Total"));
-    }
     double yMaximum = 1.0;
-    for (const QList<double>& series : ys) {
-        for (const double value : series) {
+    const auto addSeries = [&](const QString& label, const QList<double>& values) {
+        const Trace trace = thinnedTrace(x, values, kMostPlottedPoints);
+        for (const double value : trace.ys) {
             yMaximum = std::max(yMaximum, value);
         }
+        xs.append(trace.xs);
+        ys.append(trace.ys);
+        labels.append(label);
+    };
+    if (engine.settings().grouping == TimeTagSettings::Grouping::PerChannel) {
+        for (int channel = 0; channel < timing::kChannels; ++channel) {
+            addSeries(tr("Ch %1").arg(channel + 1), engine.seriesForChannel(channel, false));
+        }
+    } else {
+        addSeries(tr("Total"), engine.totalSeries(false));
     }
     plot->setSeries(xs, ys, labels, channelColors(), BarChartWidget::SeriesMode::Lines);
     plot->setAxisLabels(tr("Time (s)"), yAxisLabel());
