@@ -24,9 +24,12 @@ constexpr const char* kThemeNames[] = {
     QT_TRANSLATE_NOOP("MainWindow", "Bright"), QT_TRANSLATE_NOOP("MainWindow", "High contrast"),
     QT_TRANSLATE_NOOP("MainWindow", "Classic")};
 
-// Room that a narrow window leaves to the texts of the status bar: which instrument it is matters most.
-constexpr int kConnectionCharacters = 36;
-constexpr int kDetailCharacters = 6;
+// Room of the status bar's two long texts in characters, at least and at most. Which instrument it is matters
+// more than the detail, whose whole text stands in its tool tip.
+constexpr int kConnectionLeast = 12;
+constexpr int kConnectionMost = 60;
+constexpr int kDetailLeast = 4;
+constexpr int kDetailMost = 30;
 
 } // namespace
 
@@ -96,13 +99,13 @@ void MainWindow::buildStatusBar() {
         statusBar()->addPermanentWidget(flag, 0);
         return flag;
     };
-    connectionLabel = new ElidedLabel(tr("Not connected"), kConnectionCharacters, this);
+    connectionLabel = new ElidedLabel(tr("Not connected"), kConnectionLeast, kConnectionMost, this);
     statusBar()->addPermanentWidget(connectionLabel, 1);
     calibrationFlag = addFlag(new QLabel(tr("Cal upload: -"), this));
     clockLockFlag = addFlag(new QLabel(tr("Clock lock: -"), this));
     clockOutFlag = addFlag(new QLabel(tr("Clock out: -"), this));
     acquisitionFlag = addFlag(new QLabel(tr("Acquisition: idle"), this));
-    acquisitionDetail = addFlag(new ElidedLabel(tr("idle"), kDetailCharacters, this));
+    acquisitionDetail = addFlag(new ElidedLabel(tr("idle"), kDetailLeast, kDetailMost, this));
     // The connection stands where messages are shown, so it makes room for them.
     connect(statusBar(), &QStatusBar::messageChanged, connectionLabel,
             [this](const QString& message) { connectionLabel->setVisible(message.isEmpty()); });

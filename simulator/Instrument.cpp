@@ -90,19 +90,19 @@ ClockState Instrument::referenceClock() {
 
 std::uint32_t Instrument::setPeriodCycles(std::uint32_t cycles) {
     const Lock lock(mutex);
-    periodCycles = std::max(cycles, 1u);
-    return periodCycles;
+    coincidence.periodCycles = std::max(cycles, 1u);
+    return coincidence.periodCycles;
 }
 
 std::uint32_t Instrument::setWindowCycles(std::uint32_t cycles) {
     const Lock lock(mutex);
-    windowCycles = std::max(cycles, 1u);
-    return windowCycles;
+    coincidence.windowCycles = std::max(cycles, 1u);
+    return coincidence.windowCycles;
 }
 
 void Instrument::setCoincidenceMask(std::uint8_t mask) {
     const Lock lock(mutex);
-    coincidenceMask = mask & kAllInputs;
+    coincidence.mask = mask & kAllInputs;
 }
 
 void Instrument::setCoincidenceOffset(int input, int offsetPs) {
@@ -112,14 +112,15 @@ void Instrument::setCoincidenceOffset(int input, int offsetPs) {
     }
     // the delay is a number of cycles
     const double cycles = std::round(offsetPs * 3e-4);
-    coincidenceOffsetsPs[static_cast<std::size_t>(input)] = std::llround(cycles / 3e-4);
+    coincidence.offsetsPs[static_cast<std::size_t>(input)] = std::llround(cycles / 3e-4);
 }
 
 void Instrument::startCounting() {
     const Lock lock(mutex);
     requireIdle();
-    PulseGenerator& pulses = pulsesFor(testSignalArmed || generatorConnected, countDivider());
-    frames.emplace(pulses, InputStage(Timing::None, 0, 0, 0, nextSeed()), makePacer(), periodCycles);
+    PulseGenerator& pulses = pulsesFor(testSignalArmed, testSignalDivider);
+    frames.emplace(pulses, InputStage(Timing::None, 0, 0, 0, nextSeed()), makePacer(),
+                   coincidence.periodCycles);
     frames->apply(inputs, lines);
 }
 
@@ -156,47 +157,24 @@ std::optional<Instrument::Gate> Instrument::runCoincidence(Milliseconds timeout,
                                                            const StillThere& stillThere) {
     Lock lock(mutex);
     requireIdle();
-    PulseGenerator& pulses = pulsesFor(testSignalArmed || generatorConnected, countDivider());
-    const std::int64_t origin = pulses.positionPs();
-    InputStage stage(Timing::None, -origin, 0, 0, nextSeed());
+    const CoincidenceSettings settings = coincidence;
+    PulseGenerator& pulses = pulsesFor(testSignalArmed, testSignalDivider);
+    InputStage stage(Timing::None, -pulses.positionPs(), 0, 0, nextSeed());
     stage.apply(inputs, lines);
-    CoincidenceUnit unit(coincidenceMask, windowCycles);
-    const Gate settings{{}, periodCycles, windowCycles};
-    const std::int64_t gatePs = cyclesToPs(periodCycles);
-    const auto [earliest, latest] =
-        std::minmax_element(coincidenceOffsetsPs.begin(), coincidenceOffsetsPs.end());
+    CoincidenceGate gate(pulses, std::move(stage), settings);
+    const Pacer pacer = makePacer();
     const Time deadline = steady_clock::now() + timeout;
-    Pacer pacer = makePacer();
-    std::vector<Tag> pending; // delayed events, not yet behind what an undelayed one could become
-    std::vector<Tag> events;
-    for (std::int64_t position = 0; position < gatePs;) {
+    while (!gate.done()) {
         const Time now = steady_clock::now();
-        if (pacer.reachedPs(now) < std::min(position + kSlicePs, gatePs)) {
-            if (now >= deadline) {
-                return std::nullopt;
-            }
-            wait(lock, std::min(deadline, pacer.reachedAt(position + kSlicePs)), stillThere);
-            continue;
+        if (pacer.reachedPs(now) >= gate.nextSliceEndPs()) {
+            gate.makeSlice();
+        } else if (now < deadline) {
+            wait(lock, std::min(deadline, pacer.reachedAt(gate.nextSliceEndPs())), stillThere);
+        } else {
+            return std::nullopt;
         }
-        events.clear();
-        stage.process(pulses.nextSlice(), kAllInputs, events);
-        position += kSlicePs;
-        for (const Tag& event : events) {
-            if (event.timePs < gatePs) {
-                pending.push_back({event.timePs + coincidenceOffsetsPs[event.input], event.input});
-            }
-        }
-        const auto byTime = [](const Tag& a, const Tag& b) { return a.timePs < b.timePs; };
-        std::stable_sort(pending.begin(), pending.end(), byTime);
-        const auto certain = position >= gatePs ? pending.end()
-                                                : std::lower_bound(pending.begin(), pending.end(),
-                                                                   Tag{position + *earliest, 0}, byTime);
-        unit.add({pending.begin(), certain});
-        pending.erase(pending.begin(), certain);
     }
-    Gate gate = settings;
-    gate.counts = unit.result();
-    return gate;
+    return Gate{gate.result(), settings.periodCycles, settings.windowCycles};
 }
 
 std::uint32_t Instrument::setGeneratorFrequency(double frequencyHz) {
@@ -345,10 +323,6 @@ Pacer Instrument::makePacer() const {
 
 std::uint64_t Instrument::nextSeed() {
     return Random::derive(Random::derive(spec.seed, "measurement"), measurements++);
-}
-
-std::uint32_t Instrument::countDivider() const {
-    return testSignalArmed ? testSignalDivider : generatorDivider;
 }
 
 PulseGenerator& Instrument::pulsesFor(bool fromGenerator, std::uint32_t divider) {

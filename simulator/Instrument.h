@@ -4,7 +4,7 @@
 // runs.
 #pragma once
 
-#include "CoincidenceUnit.h"
+#include "CoincidenceGate.h"
 #include "CountFrames.h"
 #include "DelayLines.h"
 #include "InputStage.h"
@@ -92,7 +92,6 @@ private:
     void settingsChanged();
     Pacer makePacer() const;
     std::uint64_t nextSeed();
-    std::uint32_t countDivider() const;
     PulseGenerator& pulsesFor(bool fromGenerator, std::uint32_t divider);
     void beginStream(TagFeed feed, std::unique_ptr<StreamEncoder> encoder);
     void wait(Lock& lock, Time until, const StillThere& stillThere);
@@ -107,10 +106,7 @@ private:
     InputSettings inputs;
     DelayLines lines;
     ReferenceLock clock;
-    std::uint32_t periodCycles = 300'000'000;
-    std::uint32_t windowCycles = 1;
-    std::uint8_t coincidenceMask = 15;
-    std::array<std::int64_t, kInputs> coincidenceOffsetsPs{};
+    CoincidenceSettings coincidence; // whose period the counter uses too
     StreamFormat format = StreamFormat::Packed;
     PackedConfig packed;
     std::uint8_t streamMask = 15;

@@ -23,7 +23,8 @@ public:
     // What may be made by now.
     std::int64_t reachedPs(Time now) const;
 
-    // Whether there is more to make that no wall clock holds back: a read then goes on, whatever its time-out.
+    // Whether there is more to make that no wall clock holds back: a read then goes on, whatever its
+    // time-out.
     bool mustGoOn(std::int64_t positionPs) const;
 
     // When that time is reached; a point far ahead where it never is, or where no wall clock counts.

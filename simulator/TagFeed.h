@@ -4,6 +4,7 @@
 #include "InputStage.h"
 #include "PulseGenerator.h"
 
+#include <array>
 #include <span>
 #include <vector>
 
@@ -15,15 +16,20 @@ public:
     TagFeed(PulseGenerator& pulses, InputStage inputs, std::uint8_t channelMask)
         : generator(pulses), stage(std::move(inputs)), mask(channelMask) {}
 
+    // A round that is repeated is prepared anew.
     void apply(const InputSettings& settings, const DelayLines& lines);
 
     // The tags of the next slice; valid until the next call.
     std::span<const Tag> nextSlice();
 
 private:
+    void replaySlice();
+    void joinEnds();
+
     PulseGenerator& generator;
     InputStage stage;
     std::uint8_t mask;
+    std::array<std::int64_t, kInputs> deadTimesPs{};
     std::vector<Tag> tags;
     // Where the pulses repeat, the tags of one round, so that the inputs need not work on each.
     std::vector<std::vector<Tag>> prepared;

@@ -6,14 +6,22 @@
 #include <QToolTip>
 
 namespace qorn::timetagger::gui {
-ElidedLabel::ElidedLabel(const QString& text, int least, QWidget* parent)
-    : QLabel(text, parent), leastCharacters(least) {
+ElidedLabel::ElidedLabel(const QString& text, int least, int most, QWidget* parent)
+    : QLabel(text, parent), leastCharacters(least), mostCharacters(most) {
     setTextFormat(Qt::PlainText);
 }
 
+QSize ElidedLabel::roomFor(int characters) const {
+    const QSize whole = QLabel::sizeHint();
+    return {qMin(fontMetrics().averageCharWidth() * characters, whole.width()), whole.height()};
+}
+
 QSize ElidedLabel::minimumSizeHint() const {
-    const int room = fontMetrics().averageCharWidth() * leastCharacters;
-    return {qMin(room, QLabel::minimumSizeHint().width()), QLabel::minimumSizeHint().height()};
+    return roomFor(leastCharacters);
+}
+
+QSize ElidedLabel::sizeHint() const {
+    return roomFor(mostCharacters);
 }
 
 QString ElidedLabel::shownText() const {

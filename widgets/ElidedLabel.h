@@ -9,10 +9,12 @@ namespace qorn::timetagger::gui {
 class ElidedLabel : public QLabel {
     Q_OBJECT
 public:
-    // Keeps room for about `least` characters, or its text when that is shorter.
-    ElidedLabel(const QString& text, int least, QWidget* parent = nullptr);
+    // Keeps room for about `least` characters, and asks for about `most`, or for its text when that is
+    // shorter.
+    ElidedLabel(const QString& text, int least, int most, QWidget* parent = nullptr);
 
     QSize minimumSizeHint() const override;
+    QSize sizeHint() const override;
 
 protected:
     bool event(QEvent* event) override;
@@ -20,8 +22,10 @@ protected:
 
 private:
     QString shownText() const;
+    QSize roomFor(int characters) const;
 
     int leastCharacters;
+    int mostCharacters;
 };
 
 } // namespace qorn::timetagger::gui

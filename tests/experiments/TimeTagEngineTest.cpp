@@ -66,8 +66,7 @@ TEST(TimeTagEngine, ATagOneBinAfterTheStartBelongsToTheNextBin) {
 }
 
 TEST(TimeTagEngine, AGapOfBinsLeavesAsManyRowsOfZeros) {
-    const TimeTagEngine engine =
-        engineWith(settingsOf(0.001), {{1, 0}, {1, 10}, {3, 5 * kMillisecond + 7}});
+    const TimeTagEngine engine = engineWith(settingsOf(0.001), {{1, 0}, {1, 10}, {3, 5 * kMillisecond + 7}});
     EXPECT_EQ(engine.xValues(false), QList<double>({0.001, 0.002, 0.003, 0.004, 0.005}));
     EXPECT_EQ(engine.seriesForChannel(1, false), QList<double>({2, 0, 0, 0, 0}));
     EXPECT_EQ(engine.seriesForChannel(3, true), QList<double>({0, 0, 0, 0, 0, 1}));
@@ -142,7 +141,8 @@ INSTANTIATE_TEST_SUITE_P(
         ScaleRow{"TagsPerBin", Quantity::Tags, Scaling::PerBin, {3, 0, 2, 1}, {4, 0, 3, 1}},
         ScaleRow{"TagsPerSecond", Quantity::Tags, Scaling::PerSecond, {6, 0, 4, 2}, {8, 0, 6, 2}},
         ScaleRow{"TagsIntegrated", Quantity::Tags, Scaling::Integrated, {3, 3, 5, 6}, {4, 4, 7, 8}},
-        ScaleRow{"DataPerBin", Quantity::Data, Scaling::PerBin, {24e-6, 0, 16e-6, 8e-6}, {32e-6, 0, 24e-6, 8e-6}},
+        ScaleRow{
+            "DataPerBin", Quantity::Data, Scaling::PerBin, {24e-6, 0, 16e-6, 8e-6}, {32e-6, 0, 24e-6, 8e-6}},
         ScaleRow{"DataPerSecond",
                  Quantity::Data,
                  Scaling::PerSecond,
@@ -156,8 +156,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 TEST(TimeTagEngine, PerSecondUsesThePresentBinForOlderBinsToo) {
-    TimeTagEngine engine =
-        engineWith(settingsOf(0.5, 300, Scaling::PerSecond), {{0, 0}, {0, kSecond / 2}});
+    TimeTagEngine engine = engineWith(settingsOf(0.5, 300, Scaling::PerSecond), {{0, 0}, {0, kSecond / 2}});
     EXPECT_EQ(engine.seriesForChannel(0, false), QList<double>({2.0}));
     engine.apply(settingsOf(0.25, 300, Scaling::PerSecond));
     EXPECT_EQ(engine.seriesForChannel(0, false), QList<double>({4.0}));
@@ -239,7 +238,8 @@ TEST_P(TimeTagGap, EndsAtOnceWithTheRightLastRows) {
     const qint64 binPs = engine.settings().binPs();
     const auto gap = static_cast<quint64>(row.to) - static_cast<quint64>(row.from);
     const quint64 closed = gap / static_cast<quint64>(binPs);
-    const auto kept = static_cast<qsizetype>(std::min<quint64>(closed, static_cast<quint64>(row.historyBins)));
+    const auto kept =
+        static_cast<qsizetype>(std::min<quint64>(closed, static_cast<quint64>(row.historyBins)));
     const QList<double> xs = engine.xValues(true);
     ASSERT_EQ(xs.size(), kept + 1);
     const QList<double> ones = engine.seriesForChannel(1, true);
@@ -280,9 +280,10 @@ TEST(TimeTagEngine, TheEndsOfTheTimeAxisDoNoHarm) {
     constexpr qint64 kLeast = std::numeric_limits<qint64>::min();
     constexpr qint64 kMost = std::numeric_limits<qint64>::max();
     for (const double bin : {0.001, 60.0}) {
-        for (const std::vector<UiTimeTag>& tags :
-             {std::vector<UiTimeTag>{{0, 0}, {0, kMost}, {0, kMost}}, {{0, kLeast}, {0, kMost}, {0, kLeast}},
-              {{0, kMost}, {0, kLeast}, {0, kMost}}, {{0, kLeast}, {0, 0}, {0, kMost}}}) {
+        for (const std::vector<UiTimeTag>& tags : {std::vector<UiTimeTag>{{0, 0}, {0, kMost}, {0, kMost}},
+                                                   {{0, kLeast}, {0, kMost}, {0, kLeast}},
+                                                   {{0, kMost}, {0, kLeast}, {0, kMost}},
+                                                   {{0, kLeast}, {0, 0}, {0, kMost}}}) {
             const TimeTagEngine engine = engineWith(settingsOf(bin, 50), tags);
             EXPECT_EQ(engine.totalTags(), 3U);
             EXPECT_LE(engine.xValues(false).size(), 50);
@@ -322,7 +323,8 @@ TEST_P(RandomTagStreams, FallIntoTheBinsOfTheReference) {
     };
     TimeTagEngine engine;
     ReferenceTagBins reference;
-    TimeTagSettings settings = settingsOf(0.001 * static_cast<double>(1 + below(20)), 10 + static_cast<int>(below(40)));
+    TimeTagSettings settings =
+        settingsOf(0.001 * static_cast<double>(1 + below(20)), 10 + static_cast<int>(below(40)));
     engine.apply(settings);
     reference.apply(settings);
     qint64 now = below(kSecond) - kSecond / 2;

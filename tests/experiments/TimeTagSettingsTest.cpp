@@ -50,8 +50,8 @@ INSTANTIATE_TEST_SUITE_P(Widths, TimeTagBinWidth,
 
 TEST(TimeTagSettings, HistoryHoldsAtLeastTenBins) {
     TimeTagSettings settings;
-    for (const auto& [wanted, limit] : {std::pair(300, 300), {10, 10}, {9, 10}, {0, 10}, {-7, 10},
-                                        {100000, 100000}}) {
+    for (const auto& [wanted, limit] :
+         {std::pair(300, 300), {10, 10}, {9, 10}, {0, 10}, {-7, 10}, {100000, 100000}}) {
         settings.historyBins = wanted;
         EXPECT_EQ(settings.historyLimit(), limit);
     }
@@ -86,15 +86,14 @@ TEST(TimeTagSettings, AreStoredUnderTheirKeysWithTheChoicesAsTexts) {
 
 TEST(TimeTagSettings, MissingKeysAndUnknownNamesLeaveTheirValues) {
     const TimeTagSettings before{0.5, 42, Quantity::Data, Grouping::Total, Scaling::Integrated};
-    for (const QJsonObject& object :
-         {QJsonObject(),
-          QJsonObject{{QStringLiteral("quantity"), QStringLiteral("data")},
-                      {QStringLiteral("group"), QString()},
-                      {QStringLiteral("scale"), QStringLiteral("Per minute")}},
-          QJsonObject{{QStringLiteral("quantity"), 0},
-                      {QStringLiteral("binSeconds"), QStringLiteral("0.1")},
-                      {QStringLiteral("historyBins"), QJsonValue()},
-                      {QStringLiteral("scale"), true}}}) {
+    for (const QJsonObject& object : {QJsonObject(),
+                                      QJsonObject{{QStringLiteral("quantity"), QStringLiteral("data")},
+                                                  {QStringLiteral("group"), QString()},
+                                                  {QStringLiteral("scale"), QStringLiteral("Per minute")}},
+                                      QJsonObject{{QStringLiteral("quantity"), 0},
+                                                  {QStringLiteral("binSeconds"), QStringLiteral("0.1")},
+                                                  {QStringLiteral("historyBins"), QJsonValue()},
+                                                  {QStringLiteral("scale"), true}}}) {
         TimeTagSettings settings = before;
         settings.takeJson(object);
         EXPECT_EQ(settings.toJson(), before.toJson());

@@ -122,10 +122,9 @@ TEST(TimeTagTab, HasItsControlsInTwoGroups) {
     EXPECT_EQ(stage.history->minimum(), 10);
     EXPECT_EQ(stage.history->maximum(), 100000);
     EXPECT_EQ(stage.history->value(), 300);
-    EXPECT_EQ(
-        stage.history->toolTip(),
-        QStringLiteral(
-            "Maximum plotted bins kept in memory. The time axis stays run-relative, not sliding."));
+    EXPECT_EQ(stage.history->toolTip(),
+              QStringLiteral(
+                  "Maximum plotted bins kept in memory. The time axis stays run-relative, not sliding."));
     EXPECT_EQ(groupTitleOf(stage.history), QStringLiteral("Binning"));
     ASSERT_NE(stage.quantity, nullptr);
     EXPECT_EQ(itemsOf(*stage.quantity), texts({"Tags", "Data"}));
@@ -232,8 +231,8 @@ TEST(TimeTagTab, BeforeTheFirstClosedBinThePlotShowsNoPoints) {
 
 // Bins of a second: 3 and 1 tags of input 1, 2 and 0 of input 3, with the open bin not drawn.
 QList<UiTimeTag> someTags() {
-    return {{0, 0},           {0, 1},           {0, 2}, {2, 3}, {2, 4}, {0, kSecond}, {3, 2 * kSecond},
-            {3, 2 * kSecond}, {1, 2 * kSecond}};
+    return {{0, 0},       {0, 1},           {0, 2},           {2, 3},          {2, 4},
+            {0, kSecond}, {3, 2 * kSecond}, {3, 2 * kSecond}, {1, 2 * kSecond}};
 }
 
 TEST(TimeTagTab, DrawsOneLineAnInputInItsColour) {
@@ -297,9 +296,9 @@ TEST_P(TimeTagLabels, FollowQuantityAndScalingAtOnce) {
     expected.ys = {{2.0 * GetParam().factor}};
     expected.labels = texts({"Total"});
     expected.yLabel = QString::fromUtf8(GetParam().yLabel);
-    expected.stats = {QStringLiteral("Total tags: 3"),
-                      QStringLiteral("%1, Total, %2")
-                          .arg(stage.quantity->currentText(), stage.scaling->currentText())};
+    expected.stats = {
+        QStringLiteral("Total tags: 3"),
+        QStringLiteral("%1, Total, %2").arg(stage.quantity->currentText(), stage.scaling->currentText())};
     expected.yMax = std::max(1.0, 2.0 * GetParam().factor) * 1.15;
     expected.matches(*stage.plot);
 }

@@ -245,6 +245,34 @@ TEST(TagStream, LosesTagsThatNobodyReadsInTime) {
     EXPECT_GT(tags.front().timePs, 150 * kPsPerMillisecond);
 }
 
+TEST(TagStream, RepeatsAPreparedBlockWithoutASeam) {
+    const std::string sources = poisson(1, 2e6) + "," + poisson(2, 1e6) + "," + poisson(3, 1e6);
+    const Scene scene = unpacedScene(sources, 0.05, R"("repeat_block_ms": 4)");
+    Instrument instrument(scene.units.front(), scene);
+    constexpr std::int64_t kDeadPs = 400000;
+    instrument.setDeadTimes(std::array<std::int64_t, 4>{kDeadPs, 0, 0, 0});
+    const std::vector<Tag> tags = readPacked(readAll(instrument, {}), 16, 8);
+    std::array<std::vector<std::int64_t>, kInputs> times;
+    for (const Tag& tag : tags) {
+        times[tag.input].push_back(tag.timePs);
+    }
+    for (std::size_t input = 0; input < 3; ++input) {
+        const std::vector<std::int64_t>& own = times[input];
+        for (std::size_t i = 1; i < own.size(); ++i) {
+            // dead time counts between pulses; their timing adds some ten ps
+            ASSERT_GE(own[i] - own[i - 1], input == 0 ? kDeadPs - 500 : 0);
+        }
+        EXPECT_NEAR(static_cast<double>(own.size()), input == 0 ? 0.05 / (0.5e-6 + 0.4e-6) : 50000, 3000);
+    }
+    const auto block =
+        std::find_if(times[1].begin(), times[1].end(), [](std::int64_t t) { return t >= 8'000'000'000; });
+    const auto next =
+        std::find_if(times[1].begin(), times[1].end(), [](std::int64_t t) { return t >= 12'000'000'000; });
+    for (int i = 100; i < 2000; ++i) {
+        ASSERT_EQ(*(next + i) - *(block + i), 4'000'000'000) << i;
+    }
+}
+
 TEST(TagStream, HoldsOnlyTheInputsOfItsMask) {
     const StreamResult result = runStream(poisson(1, 1e5) + "," + poisson(2, 1e5) + "," + poisson(4, 1e5),
                                           0.1, {.format = StreamFormat::Raw64, .mask = 0b1010});
