@@ -398,7 +398,7 @@ bool MainWindow::loadConfigFile(const QString& path) {
 
 void MainWindow::applyExperimentsConfig(const QJsonArray& array) {
     closeAllExperiments();
-    for (const QJsonValue& value : array) {
+    for (const auto& value : array) {
         const QJsonObject entry = value.toObject();
         if (ExperimentTab* tab = createExperiment(entry.value(QLatin1String("type")).toString())) {
             tab->loadConfig(entry.value(QLatin1String("config")).toObject());

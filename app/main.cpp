@@ -9,7 +9,7 @@ namespace {
 
 // The option wins over the positional argument; blanks do not count.
 QString startupPort(const QCommandLineParser& parser, const QCommandLineOption& option) {
-    const QString chosen = parser.value(option).trimmed();
+    QString chosen = parser.value(option).trimmed();
     if (!chosen.isEmpty() || parser.positionalArguments().isEmpty()) {
         return chosen;
     }

@@ -223,6 +223,7 @@ void DeviceController::openRelay(const QString& host, quint16 streamPort, quint1
             if (!relayGeneration.isCurrent(generation) || hasSource()) {
                 return;
             }
+            asyncFuture.waitForFinished(); // so that an answer to the signals may open again
             if (!reached) {
                 Q_EMIT openFailed(QString::fromStdString(error));
                 return;
@@ -253,6 +254,7 @@ void DeviceController::discoverDevices() {
 }
 
 void DeviceController::finishDiscovery(const QList<UiDiscoveredDevice>& devices, const QString& message) {
+    discoveryFuture.waitForFinished(); // only the task's own end is left
     discovering = false;
     Q_EMIT devicesDiscovered(devices, message);
     if (!cyclingUsb) {
@@ -290,6 +292,7 @@ void DeviceController::cycleUsbDevice(const QString& port) {
 }
 
 void DeviceController::finishUsbCycle(bool ok, const QString& message) {
+    usbCycleFuture.waitForFinished();
     cyclingUsb = false;
     Q_EMIT usbCycleFinished(ok, message);
     if (ok) {
@@ -305,6 +308,7 @@ void DeviceController::startMeasurement(std::function<void(Events&)> loop) {
     if (capturing.exchange(true)) {
         return;
     }
+    captureFuture.waitForFinished(); // the task before is past its last act
     stopRequested = false;
     const quint64 generation = captureGeneration.begin();
     captureFuture = runOnPool([this, generation, loop = std::move(loop)] {

@@ -165,6 +165,7 @@ private:
     bool trySetReferenceClock(timing::ReferenceClockSource source, timing::ReferenceSignal signal);
     SourceDescription sourceDescription() const;
 
+    void takeHostLuts();
     void uploadCalibrationFileAsync(const QString& path, bool openingDevice);
     bool uploadCalibrationViaPublicApi(const QString& path, QString* error);
     void uploadNow(bool store);

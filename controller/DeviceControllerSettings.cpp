@@ -156,7 +156,7 @@ bool DeviceController::setThresholds(const std::array<double, timing::kChannels>
         setText(error, tr("Device is not open"));
         return false;
     }
-    if (capturing) {
+    if (capturing || calibrationBusy) {
         setText(error, tr("Stop the current capture before changing thresholds"));
         return false;
     }
@@ -175,7 +175,7 @@ bool DeviceController::setInputDeadTimesNs(const std::array<double, timing::kCha
         setText(error, tr("Device is not open"));
         return false;
     }
-    if (capturing) {
+    if (capturing || calibrationBusy) {
         setText(error, tr("Stop the current capture before changing input dead time"));
         return false;
     }
@@ -215,7 +215,7 @@ bool DeviceController::setTdlMasks(const std::array<unsigned char, timing::kChan
     if (!hasDevice()) {
         return true;
     }
-    if (capturing) {
+    if (capturing || calibrationBusy) {
         setText(error, tr("Stop the current capture before changing developer settings"));
         return false;
     }
@@ -244,12 +244,17 @@ bool DeviceController::loadCalibrationFileFromPath(const QString& path, QString*
     if (!hostCalibration.loadCalibrationFileFromPath(path, serial, error)) {
         return false;
     }
+    takeHostLuts();
+    return true;
+}
+
+// Puts the host's tables into the open device.
+void DeviceController::takeHostLuts() {
     for (int channel = 0; hasDevice() && channel < timing::kChannels; ++channel) {
         if (const timing::FineLut* lut = hostCalibration.pickHostLut(channel, stream.streamTdlIndex)) {
             device->luts[static_cast<std::size_t>(channel)] = *lut;
         }
     }
-    return true;
 }
 
 bool DeviceController::applyCalibration(bool upload, bool store, QString* report) {
@@ -262,17 +267,17 @@ bool DeviceController::applyCalibration(bool upload, bool store, QString* report
         return false;
     }
     cancelCalibrationRequested = false;
-    for (int channel = 0; channel < timing::kChannels; ++channel) {
-        if (const timing::FineLut* lut = hostCalibration.pickHostLut(channel, stream.streamTdlIndex)) {
-            device->luts[static_cast<std::size_t>(channel)] = *lut;
-        }
-    }
+    takeHostLuts();
     if (!upload) {
         if (store) {
             hostCalibration.saveCalibrationFile(serial, nullptr);
         }
         setText(report, tr("Calibration saved for a future session."));
         return true;
+    }
+    if (capturing || calibrationBusy) {
+        setText(report, tr("Stop the current capture or calibration before uploading calibration data"));
+        return false;
     }
     try {
         uploadNow(store);
@@ -326,6 +331,7 @@ void DeviceController::uploadCalibrationFileAsync(const QString& path, bool open
             false, tr("Stop the current capture or calibration before uploading calibration data"));
         return;
     }
+    calibrationFuture.waitForFinished(); // the task before is past its last act
     calibrationBusy = true;
     cancelCalibrationRequested = false;
     Q_EMIT calibrationUploadStarted(path);

@@ -10,7 +10,7 @@ namespace qorn::timetagger::gui {
 namespace {
 
 constexpr int kVersion = 1;
-constexpr qint64 kLargestFile = 64 * 1024 * 1024; // far above any real one
+constexpr qint64 kLargestFile = qint64{64} * 1024 * 1024; // far above any real one
 
 } // namespace
 

@@ -200,11 +200,8 @@ void MeasurementScheduler::beginStop() {
     port.stopCapture();
 }
 
-void MeasurementScheduler::pauseExperiment(ExperimentTab* tab) {
-    if (!port.isCapturing() || !isRunningConsumer(tab)) {
-        return;
-    }
-    paused = tab;
+// One of several consumers leaves the stream to the others; the last one ends it.
+void MeasurementScheduler::leaveAcquisition(ExperimentTab* tab) {
     if (runningConsumerCount() > 1) {
         removeRunningConsumer(tab, true);
         showSharedStream();
@@ -213,6 +210,14 @@ void MeasurementScheduler::pauseExperiment(ExperimentTab* tab) {
         beginStop();
     }
     Q_EMIT stateChanged();
+}
+
+void MeasurementScheduler::pauseExperiment(ExperimentTab* tab) {
+    if (!port.isCapturing() || !isRunningConsumer(tab)) {
+        return;
+    }
+    paused = tab;
+    leaveAcquisition(tab);
 }
 
 void MeasurementScheduler::cancelExperiment(ExperimentTab* tab) {
@@ -224,14 +229,7 @@ void MeasurementScheduler::cancelExperiment(ExperimentTab* tab) {
         tab->setRunningState(false);
         return;
     }
-    if (runningConsumerCount() > 1) {
-        removeRunningConsumer(tab, true);
-        showSharedStream();
-    } else {
-        tab->setRunningState(false);
-        beginStop();
-    }
-    Q_EMIT stateChanged();
+    leaveAcquisition(tab);
 }
 
 // A reset leaves the stream alone, unless the only consumer now needs another kind of acquisition than what

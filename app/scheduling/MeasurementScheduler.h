@@ -76,6 +76,7 @@ private:
     void switchTo(ExperimentTab* tab);
     void startIdle(ExperimentTab* tab);
     void beginStop();
+    void leaveAcquisition(ExperimentTab* tab);
     void resumeOrStart(ExperimentTab* tab);
     void launch(const AcquisitionRequest& request, ExperimentTab* tab);
     bool canServeByReset(ExperimentTab* tab) const;

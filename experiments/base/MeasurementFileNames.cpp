@@ -45,7 +45,7 @@ QString defaultLogDirectory() {
     if (base.isEmpty()) {
         base = QDir::homePath();
     }
-    const QString folder = QDir(base).filePath(QStringLiteral("logs"));
+    QString folder = QDir(base).filePath(QStringLiteral("logs"));
     QDir().mkpath(folder);
     return folder;
 }
