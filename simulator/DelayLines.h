@@ -49,7 +49,7 @@ private:
 // The lines of a mask that count: its low three bits, or line 0 when none is set.
 std::uint8_t activeLines(std::uint8_t mask);
 
-// The fewest codes that a firmware table holds.
+// How many codes a firmware table holds.
 inline constexpr std::size_t kFineCodes = 8192;
 
 } // namespace qorn::simulator

@@ -281,7 +281,7 @@ std::size_t Instrument::readStream(std::span<std::uint8_t> out, Milliseconds tim
         stream->advance(now, out.size());
         const std::size_t held = stream->heldBytes();
         const bool gathered = held >= out.size() || stream->unpaced() || now - stream->lastReturn >= kLatency;
-        if (held == 0 && stream->mustGoOn()) {
+        if (held < out.size() && stream->mustGoOn()) {
             stillThere();
             continue;
         }

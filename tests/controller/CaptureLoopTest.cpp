@@ -222,6 +222,7 @@ TEST_F(Capture, TheRecordingIsCompleteAndTheGuiThinned) {
 
 TEST_F(Capture, AMaximumDurationEndsTheRecordingWhileTheTabsGoOn) {
     request.recording = {QString::fromStdString(folder.file("run.qornts")), 0, 10};
+    clock.frozen = true;
     request.batchSize = 10;
     events.onTags = [this](std::size_t total) {
         if (total == 10) {
@@ -238,6 +239,7 @@ TEST_F(Capture, AMaximumDurationEndsTheRecordingWhileTheTabsGoOn) {
 
 TEST_F(Capture, RotationStartsAPartBetweenPasses) {
     request.recording = {QString::fromStdString(folder.file("run.qornts")), 60, 0};
+    clock.frozen = true;
     request.batchSize = 10;
     events.onTags = [this](std::size_t total) {
         if (total == 10 || total == 20) {

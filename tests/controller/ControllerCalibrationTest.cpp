@@ -175,10 +175,12 @@ TEST_F(CalibrationControl, AnUploadRunsOnAPoolThread) {
             EXPECT_FALSE(controller->isCalibrating());
         }
     };
+    driver->hold("tt_upload_calibration_file");
     controller->uploadCalibrationFile(QStringLiteral("/data/Gerät.cal"));
     EXPECT_EQ(signalled->texts(),
               (Texts{"calibrationUploadStarted(/data/Gerät.cal)", "calibrationUploadProgress(0)"}));
     EXPECT_TRUE(controller->isCalibrating());
+    driver->release("tt_upload_calibration_file");
     ASSERT_TRUE(signalled->waitFor("calibrationUploadFinished"));
     EXPECT_EQ(signalled->texts().back(), "calibrationUploadFinished(1, Calibration uploaded to the device.)");
     EXPECT_EQ(driver->calls(),
@@ -242,9 +244,16 @@ TEST_F(CalibrationControl, ApplyingWithUploadDuringATaskDoesNotReachTheDevice) {
     driver->clearLog();
     QString report;
     EXPECT_FALSE(controller->applyCalibration(true, false, &report));
-    EXPECT_FALSE(report.isEmpty());
+    EXPECT_EQ(report,
+              QStringLiteral("Stop the current capture or calibration before uploading calibration data"));
+    EXPECT_TRUE(
+        controller->applyCalibration(false, false, &report)); // the host alone is no matter of the device
     EXPECT_EQ(driver->count("tt_upload_calibration_file"), 0);
     endCounting();
+    beginUpload();
+    EXPECT_FALSE(controller->applyCalibration(true, false, &report));
+    EXPECT_EQ(driver->count("tt_upload_calibration_file"), 1);
+    endUpload();
     EXPECT_EQ(driver->breaches(), Texts{});
 }
 

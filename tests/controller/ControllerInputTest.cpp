@@ -157,18 +157,31 @@ TEST_F(Inputs, MasksOfBeforeAreSentByTheOpening) {
     EXPECT_EQ(driver->callsOf("tt_set_tdl_active_masks"), Texts{"tt_set_tdl_active_masks(1,3,7,4)"});
 }
 
-// The handle belongs to the upload's task: whatever is asked meanwhile must not reach the device at the same
+// The handle belongs to the upload's task: what is asked meanwhile must not reach the device at the same
 // time.
 TEST_F(Inputs, DuringAnUploadNoSettingReachesTheDevice) {
     openDevice();
     beginUpload();
     driver->clearLog();
-    controller->setThresholds({1, 1, 1, 1}, nullptr);
-    controller->setInputDeadTimeNs(1.0, nullptr, nullptr);
-    controller->setTdlMasks({1, 1, 1, 1}, nullptr);
+    EXPECT_FALSE(controller->setThresholds({1, 1, 1, 1}, nullptr));
+    EXPECT_FALSE(controller->setInputDeadTimeNs(1.0, nullptr, nullptr));
+    EXPECT_FALSE(controller->setTdlMasks({1, 1, 1, 1}, nullptr));
     EXPECT_TRUE(driver->calls().empty());
     EXPECT_EQ(driver->breaches(), Texts{});
     endUpload();
+}
+
+TEST_F(Inputs, MasksStoredWhileAnUploadEndsAreNoRace) {
+    openDevice();
+    for (unsigned char round = 0; round < 8; ++round) {
+        beginUpload();
+        driver->release("tt_upload_calibration_file");
+        controller->setTdlMasks({round, round, round, round}, nullptr); // the task sends masks at this time
+        ASSERT_TRUE(signalled->waitFor("calibrationUploadFinished"));
+        signalled->clear();
+        EXPECT_EQ(controller->inputSettings().tdlMasks, (Masks{round, round, round, round}));
+    }
+    EXPECT_EQ(driver->breaches(), Texts{});
 }
 
 } // namespace

@@ -77,6 +77,23 @@ TEST_F(RelaySource, AHostThatDoesNotAnswerIsToldWithTheClientsText) {
     EXPECT_FALSE(controller->hasSource());
 }
 
+TEST_F(RelaySource, AnAnswerToAFailureMayTryAgain) {
+    relay::RelayEndpoint nobody;
+    { nobody = test::RawPublisher().endpoint(); }
+    int failures = 0;
+    signalled->onSignal = [&](const std::string& name) {
+        if (name == "openFailed") {
+            openRelay(++failures < 5 ? nobody : source.endpoint());
+        }
+    };
+    openRelay(nobody);
+    ASSERT_TRUE(signalled->waitFor("opened"));
+    EXPECT_EQ(signalled->count("openFailed"), 5);
+    for (const std::string& text : signalled->textsOf("openFailed")) {
+        EXPECT_EQ(text.rfind("openFailed(could not connect", 0), 0U) << text;
+    }
+}
+
 TEST_F(RelaySource, OneSourceIsOpenAtATime) {
     openSource();
     controller->openRelay(QString(), 0, 0); // also before a look at what was given

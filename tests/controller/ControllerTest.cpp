@@ -173,10 +173,11 @@ void ControllerTest::beginCounting() {
 }
 
 void ControllerTest::endCounting() {
+    const int before = signalled->count("captureStopped");
     controller->stopCapture();
     driver->feedSample({});
     driver->release("tt_read_count_stream_sample");
-    ASSERT_TRUE(signalled->waitFor("captureStopped"));
+    ASSERT_TRUE(signalled->waitFor("captureStopped", before + 1));
 }
 
 void ControllerTest::beginUpload() {
@@ -187,8 +188,9 @@ void ControllerTest::beginUpload() {
 }
 
 void ControllerTest::endUpload() {
+    const int before = signalled->count("calibrationUploadFinished");
     driver->release("tt_upload_calibration_file");
-    ASSERT_TRUE(signalled->waitFor("calibrationUploadFinished"));
+    ASSERT_TRUE(signalled->waitFor("calibrationUploadFinished", before + 1));
     ASSERT_FALSE(controller->isCalibrating());
 }
 

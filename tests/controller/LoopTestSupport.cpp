@@ -120,7 +120,9 @@ void ManualClock::sleepFor(std::chrono::milliseconds duration) {
     std::size_t count = 0;
     {
         const std::lock_guard lock(mutex);
-        time += duration;
+        if (!frozen) {
+            time += duration;
+        }
         sleepList.push_back(duration);
         count = sleepList.size();
     }

@@ -68,6 +68,9 @@ public:
     void advance(std::chrono::nanoseconds duration);
     std::vector<std::chrono::milliseconds> sleeps() const;
 
+    // Sleeps do not move the time: for tests whose loop may sleep any number of times. Set before the loop
+    // runs.
+    bool frozen = false;
     // Runs at each sleep with its number from 1, on the loop's thread. Set before the loop runs.
     std::function<void(std::size_t)> onSleep;
 

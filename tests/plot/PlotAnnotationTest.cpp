@@ -41,7 +41,7 @@ TEST_P(PlotAnnotations, StatBoxStandsInTheUpperLeftCornerWithItsFrame) {
     // Row 29 and column 78 are free of text and grid.
     EXPECT_TRUE(isStroke(strokeAcrossColumns(image, 29, 70, 78, ground, ink), 1.0, 74.0));
     EXPECT_TRUE(isStroke(strokeAcrossColumns(image, 29, int(right) - 5, int(right) + 5, ground, ink), 1.0,
-                         right, 1.1));
+                         right, 0.6));
     EXPECT_TRUE(isStroke(strokeAcrossRows(image, 78, 22, 30, ground, ink), 1.0, 26.0));
     const int lower = int(bottom);
     EXPECT_TRUE(isStroke(strokeAcrossRows(image, 78, lower - 4, lower + 4, ground, ink), 1.0, bottom));

@@ -73,7 +73,7 @@ TEST_P(PlotLegend, StandsInTheLowerLeftCornerWithItsFrame) {
     EXPECT_TRUE(isStroke(strokeAcrossColumns(image, free, 70, 78, ground, ink), 1.0, 74.0));
     const int right = int(frame.right());
     EXPECT_TRUE(
-        isStroke(strokeAcrossColumns(image, free, right - 5, right + 5, ground, ink), 1.0, right, 1.1));
+        isStroke(strokeAcrossColumns(image, free, right - 5, right + 5, ground, ink), 1.0, right, 0.6));
     const int top = int(frame.top());
     EXPECT_TRUE(isStroke(strokeAcrossRows(image, 89, top - 3, top + 3, ground, ink), 1.0, frame.top()));
     EXPECT_TRUE(isStroke(strokeAcrossRows(image, 89, 203, 209, ground, ink), 1.0, 206.0));

@@ -203,16 +203,17 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     Suffixed, FormatTickTable,
-    ::testing::Values(FormatCase{1000, 0, "1k"}, FormatCase{1500, 0, "1.5k"}, FormatCase{-1500, 0, "-1.5k"},
-                      FormatCase{1234, 0, "1.234k"}, FormatCase{12345.25, 2, "12.34525k"},
-                      FormatCase{20000, 0, "20k"}, FormatCase{999999, 0, "999.999k"},
-                      FormatCase{999999.9, 0, "1000k"}, FormatCase{1e6, 0, "1M"},
-                      FormatCase{1234567, 0, "1.234567M"}, FormatCase{-2.5e6, 0, "-2.5M"},
-                      FormatCase{1e9, 0, "1G"}, FormatCase{1.25e9, 0, "1.25G"},
-                      FormatCase{1.000000001e9, 0, "1.000000001G"}, FormatCase{1.0000000001e9, 3, "1G"},
-                      FormatCase{1e12, 0, "1T"}, FormatCase{1e12 + 1, 0, "1T"},
-                      FormatCase{-3.5e12, 0, "-3.5T"}, FormatCase{2.5e15, 0, "2500T"},
-                      FormatCase{1540, -2, "1.5k"}, FormatCase{1234, -3, "1k"}, FormatCase{1234, -9, "1k"}));
+    ::testing::Values(
+        FormatCase{1000, 0, "1k"}, FormatCase{1500, 0, "1.5k"}, FormatCase{-1500, 0, "-1.5k"},
+        FormatCase{1234, 0, "1.234k"}, FormatCase{12345.25, 2, "12.34525k"}, FormatCase{20000, 0, "20k"},
+        FormatCase{999999, 0, "999.999k"}, FormatCase{999999.9, 0, "1000k"}, FormatCase{1e6, 0, "1M"},
+        FormatCase{1234567, 0, "1.234567M"}, FormatCase{-2.5e6, 0, "-2.5M"}, FormatCase{1e9, 0, "1G"},
+        FormatCase{1.25e9, 0, "1.25G"}, FormatCase{1.000000001e9, 0, "1.000000001G"},
+        FormatCase{1.0000000001e9, 3, "1G"}, FormatCase{1e12, 0, "1T"}, FormatCase{1e12 + 1, 0, "1T"},
+        FormatCase{-3.5e12, 0, "-3.5T"}, FormatCase{2.5e15, 0, "2500T"}, FormatCase{1540, -2, "1.5k"},
+        FormatCase{1234567, -1, "1.23457M"}, FormatCase{1234567891, -1, "1.23456789G"},
+        FormatCase{1.2345678912345e12, -4, "1.23456789T"}, FormatCase{1234, -3, "1k"},
+        FormatCase{1234, -9, "1k"}));
 
 TEST(FormatTick, TakesValuesThatAreNoNumbersAndHugeOnes) {
     for (const double value : {kNan, kInfinity, -kInfinity}) {

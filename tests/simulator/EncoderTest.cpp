@@ -137,6 +137,40 @@ TEST(PackedEncoder, TakesTheCounterWrapInADeltaAgainstTheFieldsSpan) {
     EXPECT_EQ(readPacked(bytes, 31, 8), (std::vector<Tag>{tags[0], tags[1], tags[2], tags[2]}));
 }
 
+TEST(PackedEncoder, ShowsASyncStartAtEveryWrongBitPositionOncePerRound) {
+    constexpr std::size_t kTags = 4000;
+    EncoderSettings settings = packedSettings(16, 8);
+    settings.syncRecords = 500;
+    std::vector<Tag> tags;
+    for (std::size_t i = 0; i < kTags; ++i) {
+        tags.push_back({static_cast<std::int64_t>(i) * 90000 + static_cast<std::int64_t>(i * i % 7919),
+                        static_cast<std::uint8_t>(i % 3)});
+    }
+    const auto startsSeen = [](const Bytes& bytes, std::size_t firstBit) {
+        std::size_t starts = 0;
+        for (std::size_t bit = firstBit; bit + 19 <= bytes.size() * 8; bit += 19) {
+            std::uint32_t record = 0;
+            for (std::size_t n = bit; n < bit + 19; ++n) {
+                record = record * 2 + (bytes[n / 8] >> (7 - n % 8) & 1);
+            }
+            starts += (record & 0x1FFFF) == 0x1FFFF ? 1 : 0;
+        }
+        return starts;
+    };
+    const Bytes marked = encode(settings, tags);
+    for (std::size_t wrong = 1; wrong < 19; ++wrong) {
+        EXPECT_GE(startsSeen(marked, wrong), kTags / 500 - 1) << "bit " << wrong;
+    }
+    settings.marker = false;
+    const Bytes plain = encode(settings, tags);
+    EXPECT_EQ(startsSeen(plain, 8), 0u);
+    const std::vector<Tag> fromMarked = readPacked(marked, 16, 8);
+    const std::vector<Tag> fromPlain = readPacked(plain, 16, 8);
+    EXPECT_GE(fromMarked.size() + 1, kTags);
+    EXPECT_TRUE(std::equal(fromMarked.begin(), fromMarked.begin() + kTags - 1, fromPlain.begin()))
+        << "a reader that is in place sees no difference";
+}
+
 TEST(PackedEncoder, TellsOfASilentInputWhenOneIsAloneAndOfNoneOtherwise) {
     constexpr std::int64_t kStep = 1000 * 1000; // 1 MHz
     const auto alone = [&](EncoderSettings settings) {

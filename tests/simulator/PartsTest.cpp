@@ -1,13 +1,11 @@
 // The small parts of the simulated instrument, each by itself.
 #include "ByteFaults.h"
-#include "CalibrationFile.h"
 #include "CoincidenceUnit.h"
 #include "FaultScript.h"
 #include "OutputBuffer.h"
 #include "Pacer.h"
 #include "Random.h"
 #include "ReferenceLock.h"
-#include "SceneRun.h"
 #include "TimeBase.h"
 
 #include <gtest/gtest.h>
@@ -310,75 +308,6 @@ TEST(CoincidenceUnit, CountsWhatALookAtAllEventsFinds) {
             EXPECT_EQ(expected.quadruple > 0, mask == 15);
         }
     }
-}
-
-// A calibration file, piece by piece.
-struct FileText {
-    std::string bytes;
-
-    template <typename Value>
-    FileText& number(Value value) {
-        for (std::size_t i = 0; i < sizeof value; ++i) {
-            bytes.push_back(static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * i) & 0xFF));
-        }
-        return *this;
-    }
-    FileText& text(const std::string& more) {
-        bytes += more;
-        return *this;
-    }
-};
-
-std::string calibrationFile(std::uint32_t entries = 200, std::int64_t top = 3332, std::uint8_t line = 0,
-                            std::uint32_t offset = 5) {
-    FileText file;
-    file.text("XCAL").number(std::uint32_t{1}).number(std::uint32_t{8}).text("SIM00001");
-    file.number(std::uint32_t{1}).number(line);
-    for (int input = 0; input < 4; ++input) {
-        file.number(entries);
-        for (std::uint32_t i = 0; i < entries; ++i) {
-            file.number(i + 1 == entries ? top : std::int64_t{i});
-        }
-    }
-    for (int i = 0; i < 20; ++i) {
-        file.number(offset);
-    }
-    return file.bytes;
-}
-
-std::string refusalOf(const std::string& content) {
-    const TestFolder folder;
-    const auto path = folder.path("a.cal");
-    writeFile(path, content);
-    try {
-        const CalibrationTables tables = readCalibrationFile(path);
-        EXPECT_EQ(tables.serial, "SIM00001");
-        EXPECT_EQ(tables.lines.size(), 1u);
-    } catch (const CalibrationFileError& error) {
-        return error.what();
-    }
-    return "none";
-}
-
-TEST(CalibrationFile, IsCheckedToItsLastByte) {
-    const std::string good = calibrationFile();
-    EXPECT_EQ(refusalOf(good), "none");
-    for (const std::size_t cut : {0u, 3u, 7u, 10u, 15u, 19u, 21u, 25u, 2000u}) {
-        EXPECT_NE(refusalOf(good.substr(0, cut)).find("ends inside"), std::string::npos) << cut;
-    }
-    EXPECT_NE(refusalOf(good.substr(0, good.size() - 1)).find("ends inside its offsets"), std::string::npos);
-    EXPECT_NE(refusalOf("XCAM" + good.substr(4)).find("XCAL"), std::string::npos);
-    EXPECT_NE(refusalOf(FileText{}.text("XCAL").number(2u).text(good.substr(8)).bytes).find("version 2"),
-              std::string::npos);
-    EXPECT_NE(refusalOf(calibrationFile(9000)).find("9000 entries"), std::string::npos);
-    EXPECT_NE(refusalOf(calibrationFile(200, 3333)).find("3333 ps"), std::string::npos);
-    EXPECT_NE(refusalOf(calibrationFile(200, 3)).find("falls"), std::string::npos);
-    EXPECT_NE(refusalOf(calibrationFile(200, -1)).find("-1 ps"), std::string::npos);
-    EXPECT_NE(refusalOf(calibrationFile(200, 3332, 5)).find("delay line 5"), std::string::npos);
-    EXPECT_NE(refusalOf(calibrationFile(200, 3332, 0, 3333)).find("offset"), std::string::npos);
-    const FileText noLines = FileText{}.text("XCAL").number(1u).number(0u).number(0u);
-    EXPECT_NE(refusalOf(noLines.bytes).find("0 delay lines"), std::string::npos);
-    EXPECT_THROW(readCalibrationFile("/nowhere/a.cal"), CalibrationFileError);
 }
 
 } // namespace
