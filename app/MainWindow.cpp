@@ -199,8 +199,8 @@ void MainWindow::onDeviceOpened(const QString& identity) {
     if (tabs->count() == 0) {
         addExperimentTab(createExperiment(QStringLiteral("Counter")));
     }
-    for (int index = 0; index < tabs->count(); ++index) {
-        updateLogContext(qobject_cast<ExperimentTab*>(tabs->widget(index)));
+    for (ExperimentTab* tab : allExperiments()) {
+        updateLogContext(tab);
     }
     updateActionStates();
 }
@@ -212,7 +212,6 @@ void MainWindow::onDeviceOpenFailed(const QString& message) {
 }
 
 void MainWindow::onDeviceClosed() {
-    scheduler->forgetAll();
     closeAllExperiments();
     connectionLabel->setText(tr("Not connected"));
     setWindowTitle(tr("QORN TDC"));
@@ -336,8 +335,8 @@ void MainWindow::applyTheme(const QString& name) {
     themeName = name;
     const ThemePalette& theme = paletteFor(name);
     applyThemeStyle(theme);
-    for (int index = 0; index < tabs->count(); ++index) {
-        applyPlotScheme(qobject_cast<ExperimentTab*>(tabs->widget(index)));
+    for (ExperimentTab* tab : allExperiments()) {
+        applyPlotScheme(tab);
     }
     for (QAction* action : themeActions->actions()) {
         action->setChecked(&paletteFor(action->data().toString()) == &theme);
@@ -361,11 +360,25 @@ QJsonObject MainWindow::collectUiConfig() const {
 
 QJsonArray MainWindow::collectExperimentsConfig() const {
     QJsonArray experiments;
+    for (const ExperimentTab* tab : allExperiments()) {
+        experiments.append(QJsonObject{{QStringLiteral("type"), tab->experimentType()},
+                                       {QStringLiteral("config"), tab->saveConfig()},
+                                       {QStringLiteral("sharedConfig"), tab->sharedConfig()}});
+    }
+    return experiments;
+}
+
+// In tab order, then those that stand in docks.
+QList<ExperimentTab*> MainWindow::allExperiments() const {
+    QList<QWidget*> widgets;
     for (int index = 0; index < tabs->count(); ++index) {
-        if (const auto* tab = qobject_cast<ExperimentTab*>(tabs->widget(index))) {
-            experiments.append(QJsonObject{{QStringLiteral("type"), tab->experimentType()},
-                                           {QStringLiteral("config"), tab->saveConfig()},
-                                           {QStringLiteral("sharedConfig"), tab->sharedConfig()}});
+        widgets.append(tabs->widget(index));
+    }
+    widgets.append(tabs->detachedPages());
+    QList<ExperimentTab*> experiments;
+    for (QWidget* widget : widgets) {
+        if (auto* tab = qobject_cast<ExperimentTab*>(widget)) {
+            experiments.append(tab);
         }
     }
     return experiments;
@@ -397,6 +410,9 @@ bool MainWindow::loadConfigFile(const QString& path) {
 }
 
 void MainWindow::applyExperimentsConfig(const QJsonArray& array) {
+    if (controller->isCapturing()) {
+        controller->stopCapture();
+    }
     closeAllExperiments();
     for (const auto& value : array) {
         const QJsonObject entry = value.toObject();
@@ -464,7 +480,10 @@ void MainWindow::onLoadConfig() {
 void MainWindow::closeEvent(QCloseEvent* event) {
     tabs->reattachAll(); // so that detached tabs are saved as well
     const bool saveExperiments = askToSaveExperiments(this);
-    saveConfigFile(defaultConfigPath(), true, saveExperiments);
+    if (!saveConfigFile(defaultConfigPath(), true, saveExperiments)) {
+        QMessageBox::warning(this, tr("Save configuration"),
+                             tr("Could not write %1").arg(defaultConfigPath()));
+    }
     QMainWindow::closeEvent(event);
 }
 

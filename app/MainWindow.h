@@ -101,6 +101,7 @@ private:
     void openSplitView(ExperimentTab* tab);
     void warn(const QString& title, const QString& text);
 
+    QList<ExperimentTab*> allExperiments() const;
     QJsonObject collectUiConfig() const;
     QJsonArray collectExperimentsConfig() const;
     void applyUiConfig(const QJsonObject& object);

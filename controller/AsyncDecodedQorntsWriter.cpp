@@ -3,6 +3,8 @@
 #include "TagWords.h"
 #include "ThreadName.h"
 
+#include <QCoreApplication>
+
 #include <stdexcept>
 
 namespace qorn::timetagger::gui {
@@ -31,7 +33,8 @@ void AsyncDecodedQorntsWriter::enqueue(Entry entry) {
         std::rethrow_exception(failure);
     }
     if (stop) {
-        throw std::runtime_error("time-tag file writer is closed");
+        throw std::runtime_error(
+            QCoreApplication::translate("Measurement", "time-tag file writer is closed").toStdString());
     }
     queue.push_back(std::move(entry));
     queuedBytes += size;

@@ -150,6 +150,12 @@ void recordRemainder(timing::TagStreamReader& reader, std::vector<timing::TimeTa
     }
 }
 
+void reportLoss(const timing::TagStreamReader& reader, MeasurementEvents& events) {
+    if (const quint64 lost = reader.dropped(); lost > 0) {
+        events.tagsLost(lost);
+    }
+}
+
 } // namespace
 
 void captureLoop(timing::Device& device, const CaptureRequest& request, relay::RelayServer* relay,
@@ -173,6 +179,7 @@ void captureLoop(timing::Device& device, const CaptureRequest& request, relay::R
         const auto now = clock.now();
         if (failure) {
             recordRemainder(reader, pulled, limit, fanOut, now);
+            reportLoss(reader, events);
             std::rethrow_exception(failure);
         }
         fanOut.record(pulled, now);
@@ -183,6 +190,7 @@ void captureLoop(timing::Device& device, const CaptureRequest& request, relay::R
         }
     }
     reader.stop();
+    reportLoss(reader, events);
     stream.finish();
     fanOut.closeRecording();
 }

@@ -5,6 +5,8 @@
 #include "Driver.h"
 #include "Error.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -92,7 +94,10 @@ void counterLoop(timing::Device& device, const CounterRequest& request, const st
         if (status == TT_TIMED_OUT) {
             if (++timeouts > kTimeoutsForgiven) {
                 throw std::runtime_error(
-                    "autonomous counter stream timed out; firmware did not emit count frames");
+                    QCoreApplication::translate(
+                        "Measurement",
+                        "autonomous counter stream timed out; firmware did not emit count frames")
+                        .toStdString());
             }
             continue;
         }

@@ -64,6 +64,14 @@ public:
         });
     }
 
+    void tagsLost(quint64 count) override {
+        DeviceController& target = controller;
+        controller.queue([&target, count] {
+            Q_EMIT target.captureError(
+                tr("This computer could not follow the instrument: %1 time tags were lost.").arg(count));
+        });
+    }
+
 private:
     DeviceController& controller;
     quint64 generation;
@@ -297,7 +305,6 @@ void DeviceController::finishUsbCycle(bool ok, const QString& message) {
     Q_EMIT usbCycleFinished(ok, message);
     if (ok) {
         skipEepromCheck = true;
-        rescanPending = false; // the scan that follows serves it
         QTimer::singleShot(kRescanAfterReset, this, &DeviceController::discoverDevices);
     } else {
         rescanIfPending();

@@ -167,7 +167,9 @@ private:
 
     void takeHostLuts();
     void uploadCalibrationFileAsync(const QString& path, bool openingDevice);
-    bool uploadCalibrationViaPublicApi(const QString& path, QString* error);
+    bool uploadCalibrationViaPublicApi(const QString& path,
+                                       const std::array<unsigned char, timing::kChannels>& masks,
+                                       QString* error);
     void uploadNow(bool store);
 
     std::unique_ptr<timing::Device> device;

@@ -304,7 +304,7 @@ void DeviceController::uploadNow(bool store) {
         timing::save_calibration_file(source.toStdString(), hostCalibration.currentCalibration(serial));
     }
     Q_EMIT calibrationUploadProgress(0);
-    if (!uploadCalibrationViaPublicApi(source, &error)) {
+    if (!uploadCalibrationViaPublicApi(source, inputs.tdlMasks, &error)) {
         throw std::runtime_error(error.toStdString());
     }
     Q_EMIT calibrationUploadProgress(100);
@@ -337,11 +337,11 @@ void DeviceController::uploadCalibrationFileAsync(const QString& path, bool open
     Q_EMIT calibrationUploadStarted(path);
     Q_EMIT calibrationUploadProgress(0);
     const quint64 generation = sourceGeneration.begin();
-    calibrationFuture = runOnPool([this, path, openingDevice, generation] {
+    calibrationFuture = runOnPool([this, path, masks = inputs.tdlMasks, openingDevice, generation] {
         QString message;
         bool ok = false;
         try {
-            ok = uploadCalibrationViaPublicApi(path, &message);
+            ok = uploadCalibrationViaPublicApi(path, masks, &message);
         } catch (const std::exception& failure) {
             message = text(failure);
         }
@@ -362,14 +362,15 @@ void DeviceController::uploadCalibrationFileAsync(const QString& path, bool open
 }
 
 // On the thread that has the device: a pool thread or, for applyCalibration, the GUI thread.
-bool DeviceController::uploadCalibrationViaPublicApi(const QString& path, QString* error) {
+bool DeviceController::uploadCalibrationViaPublicApi(
+    const QString& path, const std::array<unsigned char, timing::kChannels>& masks, QString* error) {
     const tt_status status =
         timing::driver().tt_upload_calibration_file(device->handle, path.toUtf8().constData());
     if (status != TT_OK) {
         setText(error, QString::fromStdString(timing::detail::failure_text(status, device->handle)));
         return false;
     }
-    sendTdlMasks(*device, inputs.tdlMasks); // the upload leaves the device's masks changed
+    sendTdlMasks(*device, masks); // the upload leaves the device's masks changed
     return true;
 }
 

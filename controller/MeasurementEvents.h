@@ -14,6 +14,9 @@ public:
     virtual void clockStatus(const timing::ReferenceClockStatus& status) = 0;
     virtual void counterSample(UiCounterSample sample) = 0;
     virtual void tagsBatch(UiTimeTagBatch batch) = 0;
+    // At the end of a capture that could not follow the instrument: so many tags are in no recording and no
+    // plot.
+    virtual void tagsLost(quint64) {}
 };
 
 } // namespace qorn::timetagger::gui

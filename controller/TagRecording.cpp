@@ -24,6 +24,18 @@ timing::StreamFileHeader fileHeader(timing::StreamFileHeader stream) {
     return stream;
 }
 
+// The path, or with a number added when there is such a file already: a recording never replaces another.
+QString freePath(const QString& path) {
+    const QFileInfo info(path);
+    const QString suffix = info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix();
+    QString candidate = path;
+    for (int number = 2; QFileInfo(candidate).isFile(); ++number) {
+        candidate = info.dir().filePath(info.completeBaseName() + QLatin1Char('_') + QString::number(number) +
+                                        suffix);
+    }
+    return candidate;
+}
+
 bool hasPassed(int seconds, LoopClock::TimePoint since, LoopClock::TimePoint now) {
     return seconds > 0 && now - since >= std::chrono::seconds(seconds);
 }
@@ -45,6 +57,7 @@ std::unique_ptr<TagRecording> TagRecording::start(const UiTimeTagRecordingConfig
                 .arg(folder)
                 .toStdString());
     }
+    trimmed.path = freePath(trimmed.path);
     return std::unique_ptr<TagRecording>(new TagRecording(trimmed, fileHeader(stream), now));
 }
 

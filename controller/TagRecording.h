@@ -15,9 +15,10 @@ namespace qorn::timetagger::gui {
 
 class TagRecording {
 public:
-    // Starts a recording, or gives null when the path is blank. Makes the folder. `stream` describes the
-    // stream that is captured; the file's header says what it holds, raw64 "ps" words. Throws
-    // std::runtime_error when the folder cannot be made, timing::Error when the file cannot be opened.
+    // Starts a recording, or gives null when the path is blank. Makes the folder; a file that is there
+    // already is left alone, and a number added to the new one's name. `stream` describes the stream that is
+    // captured; the file's header says what it holds, raw64 "ps" words. Throws std::runtime_error when the
+    // folder cannot be made, timing::Error when the file cannot be opened.
     static std::unique_ptr<TagRecording> start(const UiTimeTagRecordingConfig& config,
                                                const timing::StreamFileHeader& stream,
                                                LoopClock::TimePoint now);

@@ -7,6 +7,11 @@ qorn_build_packages=(
 
 qorn_say() { printf '%s\n' "$*" >&2; }
 
+# Where the SVG icon plugins are a package of their own, they are needed too.
+if [ -n "$(apt-cache --names-only search '^qt6-svg-plugins$' 2>/dev/null)" ]; then
+    qorn_build_packages+=(qt6-svg-plugins)
+fi
+
 # Installs those of the named packages that are missing, after naming them.
 qorn_install() {
     local missing=() package
@@ -19,7 +24,13 @@ qorn_install() {
         return 1
     }
     local as_root=()
-    [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || {
+            qorn_say "These packages are missing, and there is neither root nor sudo to install them: ${missing[*]}"
+            return 1
+        }
+        as_root=(sudo)
+    fi
     qorn_say "Installing: ${missing[*]}"
     "${as_root[@]}" apt-get update -qq >&2 || true
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
@@ -35,6 +46,8 @@ qorn_build() {
     done
     [ $# -gt 0 ] && shift
     export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+    local cache=${CCACHE_DIR:-${XDG_CACHE_HOME:-${HOME:-/nonexistent}/.cache}/ccache}
+    mkdir -p "$cache" 2>/dev/null && [ -w "$cache" ] || export CCACHE_DIR=$PWD/build/.ccache
     cmake --preset "$preset" ${options[@]+"${options[@]}"} >&2 || return
     cmake --build "build/$preset" ${1:+--target "$@"} >&2
 }

@@ -61,17 +61,21 @@ std::uint64_t absolute_near(std::uint64_t base, std::int64_t last) {
 } // namespace
 
 void Delta32Decoder::decode(StreamBuffer& raw, TagBuffer& out) {
+    std::size_t begin = 0; // behind the last sync that gave alignment in this pass
     std::size_t index = 0;
     for (;;) {
         if (!aligned) {
-            if (!align(raw, index)) {
+            const auto behindSync = align(raw.span(), index);
+            if (!behindSync) {
+                raw.drop_front(raw.size() - std::min(raw.size() - begin, kWordBytes - 1));
                 return;
             }
-            index = 0;
+            begin = *behindSync;
+            index = begin;
         }
         const std::uint8_t* at = raw.data() + index;
         const std::uint8_t* const end = raw.data() + raw.size();
-        TimeTag* tag = out.reserve(raw.size() / kWordBytes);
+        TimeTag* tag = out.reserve((raw.size() - index) / kWordBytes);
         while (aligned && end - at >= static_cast<std::ptrdiff_t>(kWordBytes)) {
             const std::uint32_t word = load_be32(at);
             at += kWordBytes;
@@ -95,18 +99,15 @@ void Delta32Decoder::decode(StreamBuffer& raw, TagBuffer& out) {
     }
 }
 
-bool Delta32Decoder::align(StreamBuffer& raw, std::size_t index) {
-    const auto bytes = raw.span();
+std::optional<std::size_t> Delta32Decoder::align(std::span<const std::uint8_t> bytes, std::size_t index) {
     const auto from = bytes.begin() + static_cast<std::ptrdiff_t>(std::min(index, bytes.size()));
     const auto found = std::search(from, bytes.end(), kSyncBytes.begin(), kSyncBytes.end());
     if (found == bytes.end()) {
-        raw.drop_front(bytes.size() - std::min(bytes.size(), kWordBytes - 1));
-        return false;
+        return std::nullopt;
     }
-    raw.drop_front(static_cast<std::size_t>(found - bytes.begin()) + kWordBytes);
     aligned = true;
     beginSync();
-    return true;
+    return static_cast<std::size_t>(found - bytes.begin()) + kWordBytes;
 }
 
 bool Delta32Decoder::acceptWord(std::uint32_t word, TimeTag*& tag) {

@@ -7,6 +7,8 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
+#include <span>
 
 namespace qorn::timing {
 
@@ -18,8 +20,8 @@ public:
 private:
     enum class Phase { Normal, AbsoluteLow, AbsoluteHigh };
 
-    // Searches the sync from `index` on. True when found: the bytes up to its end are gone from `raw`.
-    bool align(StreamBuffer& raw, std::size_t index);
+    // Searches the sync from `index` on; the index behind it, aligned there, or nothing.
+    std::optional<std::size_t> align(std::span<const std::uint8_t> bytes, std::size_t index);
     // Each decides on one word; false means that it does not belong there.
     bool acceptWord(std::uint32_t word, TimeTag*& tag);
     bool acceptAbsoluteLow(std::uint32_t word);

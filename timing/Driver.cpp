@@ -3,6 +3,7 @@
 #include "Error.h"
 
 #include <dlfcn.h>
+#include <locale.h>
 
 #include <atomic>
 #include <memory>
@@ -98,7 +99,24 @@ struct OpenResult {
     std::string failure; // the loader's text when library is null
 };
 
+// The loader's texts are read below, so they must not come translated.
+class UntranslatedTexts {
+public:
+    UntranslatedTexts() : plain(newlocale(LC_ALL_MASK, "C", locale_t{})), previous(uselocale(plain)) {}
+    ~UntranslatedTexts() {
+        uselocale(previous);
+        freelocale(plain);
+    }
+    UntranslatedTexts(const UntranslatedTexts&) = delete;
+    UntranslatedTexts& operator=(const UntranslatedTexts&) = delete;
+
+private:
+    locale_t plain;
+    locale_t previous;
+};
+
 OpenResult open_library(const std::string& file) {
+    const UntranslatedTexts untranslated;
     OpenResult result;
     result.library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (result.library == nullptr) {

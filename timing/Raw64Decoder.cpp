@@ -22,8 +22,8 @@ struct CoarseFineLayout {
     std::uint64_t counter(std::uint64_t word) const { return (word >> 13) & 0xFFFFFFFF; }
     std::int64_t time(std::uint64_t word, std::uint64_t unwrapped) const {
         const std::uint64_t fine = word & 0x1FFF;
-        return static_cast<std::int64_t>(unwrapped * static_cast<std::uint64_t>(kCoarsePeriodPs)) -
-               lut.entries[fine];
+        return static_cast<std::int64_t>(unwrapped * static_cast<std::uint64_t>(kCoarsePeriodPs) -
+                                         static_cast<std::uint64_t>(lut.entries[fine]));
     }
 };
 static_assert(FineLut::kCodes == 0x2000, "each 13-bit fine code has an entry");

@@ -10,10 +10,14 @@ void TagRing::clear() {
     count = 0;
 }
 
-void TagRing::push_back(std::span<const TimeTag> tags) {
-    if (count + tags.size() > capacity) {
-        grow(count + tags.size());
+void TagRing::reserve(std::size_t tags) {
+    if (tags > capacity) {
+        grow(tags);
     }
+}
+
+void TagRing::push_back(std::span<const TimeTag> tags) {
+    reserve(count + tags.size());
     const std::size_t at = (head + count) & (capacity - 1);
     const std::size_t straight = std::min(tags.size(), capacity - at);
     std::copy_n(tags.data(), straight, slots.get() + at);

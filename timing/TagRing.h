@@ -14,6 +14,9 @@ class TagRing {
 public:
     std::size_t size() const { return count; }
     void clear();
+    // Makes room for `tags` in all, so that pushing up to there does not grow. The memory is touched when
+    // used.
+    void reserve(std::size_t tags);
 
     // Appends at the back; grows when needed.
     void push_back(std::span<const TimeTag> tags);

@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::size_t kLeastReadBytes = 4096;
 constexpr std::size_t kLeastQueue = 1024;
-constexpr int kReadTimeoutMs = 20; // bounds the latency of a stop
+constexpr std::size_t kPassTags = 524288; // more than a read of 1 MiB gives in the usual formats
+constexpr int kReadTimeoutMs = 20;        // bounds the latency of a stop
 
 } // namespace
 
@@ -25,16 +26,22 @@ TagStreamReader::~TagStreamReader() {
 
 void TagStreamReader::start(const StreamFileHeader& header, std::size_t read_bytes, std::size_t max_queued) {
     join(); // not stop(): the error of the earlier run ends here
+    max_queue = std::max(max_queued, kLeastQueue);
     {
         const std::lock_guard lock(mutex);
         queue.clear();
+        queue.reserve(max_queue + kPassTags);
         error = nullptr;
     }
-    max_queue = std::max(max_queued, kLeastQueue);
     droppedTags = 0;
     stop_requested = false;
     running = true;
-    thread = std::thread(&TagStreamReader::run, this, header, std::max(read_bytes, kLeastReadBytes));
+    try {
+        thread = std::thread(&TagStreamReader::run, this, header, std::max(read_bytes, kLeastReadBytes));
+    } catch (...) {
+        running = false;
+        throw;
+    }
 }
 
 void TagStreamReader::stop() {

@@ -5,9 +5,10 @@
 
 namespace qorn::timing {
 
+// Trivial on purpose: large buffers of tags are not touched before they are written.
 struct TimeTag {
-    std::uint8_t channel = 0;      // input 0 to 3
-    std::int64_t timestamp_ps = 0; // absolute, since the epoch of the stream
+    std::uint8_t channel;      // input 0 to 3
+    std::int64_t timestamp_ps; // absolute, since the epoch of the stream
     bool operator==(const TimeTag&) const = default;
 };
 

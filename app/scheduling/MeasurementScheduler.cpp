@@ -12,6 +12,7 @@ namespace qorn::timetagger::gui {
 namespace {
 
 constexpr int kResetMessageMs = 1500;
+constexpr int kNoRecordingMessageMs = 8000;
 constexpr double kHzPerKhz = 1000.0;
 
 // How each kind of acquisition shows on its flag.
@@ -134,6 +135,12 @@ void MeasurementScheduler::joinStream(ExperimentTab* tab) {
         tab->setRunningState(true);
         resumeOrStart(tab);
         addRunningConsumer(tab);
+        if (tab->timeTagRecordingEnabled()) {
+            Q_EMIT messageShown(acquisitionText(QT_TRANSLATE_NOOP(
+                                    "Acquisition", "This tab joins a running stream and records nothing; "
+                                                   "recording begins with an acquisition.")),
+                                kNoRecordingMessageMs);
+        }
     }
     showSharedStream();
 }
@@ -225,8 +232,15 @@ void MeasurementScheduler::cancelExperiment(ExperimentTab* tab) {
         return;
     }
     paused.clear();
+    if (queued == tab) {
+        queued.clear(); // the stop was asked for last
+    }
     if (!isRunningConsumer(tab) || !port.isCapturing()) {
         tab->setRunningState(false);
+        if (isRunningConsumer(tab)) { // of an acquisition that was refused
+            removeRunningConsumer(tab, false);
+            showIdle();
+        }
         return;
     }
     leaveAcquisition(tab);
@@ -270,7 +284,7 @@ void MeasurementScheduler::forgetExperiment(ExperimentTab* tab) {
         return;
     }
     removeRunningConsumer(tab, false);
-    if (port.isCapturing() && runningConsumerCount() == 0) {
+    if (port.isCapturing() && runningConsumerCount() == 0 && !switchingAcquisition) {
         beginStop();
     }
 }
@@ -281,9 +295,13 @@ void MeasurementScheduler::forgetAll() {
     paused.clear();
     queued.clear();
     switchingAcquisition = false;
+    showIdle();
+}
+
+void MeasurementScheduler::showIdle() {
+    Q_EMIT detailTextChanged(acquisitionText(QT_TRANSLATE_NOOP("Acquisition", "idle")));
     setAcquisitionIndicator(acquisitionText(QT_TRANSLATE_NOOP("Acquisition", "Acquisition: idle")), false,
                             FlagState::Muted);
-    Q_EMIT detailTextChanged(acquisitionText(QT_TRANSLATE_NOOP("Acquisition", "idle")));
 }
 
 void MeasurementScheduler::onTagsBatch(const QList<UiTimeTag>& batch) {
@@ -313,9 +331,7 @@ void MeasurementScheduler::onCaptureStopped() {
     switchingAcquisition = false;
     clearRunningConsumers(true);
     primary.clear();
-    Q_EMIT detailTextChanged(acquisitionText(QT_TRANSLATE_NOOP("Acquisition", "idle")));
-    setAcquisitionIndicator(acquisitionText(QT_TRANSLATE_NOOP("Acquisition", "Acquisition: idle")), false,
-                            FlagState::Muted);
+    showIdle();
     port.refreshClockStatus();
     if (const QPointer<ExperimentTab> next = std::exchange(queued, nullptr)) {
         startExperiment(next);

@@ -86,6 +86,7 @@ private:
     ExperimentTab* firstRunningConsumer() const;
     void setAcquisitionIndicator(const QString& text, bool streaming, FlagState state);
     void showSharedStream();
+    void showIdle();
 
     AcquisitionPort& port;
     SignalSource signalSource;

@@ -56,6 +56,10 @@ public:
         measure(QStringLiteral("Time tags"));
         printRates();
         window.deviceController().close();
+        if (gateSeconds <= 0.0) {
+            out << "the instrument counted nothing\n";
+            return false;
+        }
         return written;
     }
 

@@ -2,6 +2,7 @@
 
 #include "BarChartWidget.h"
 #include "ChannelColors.h"
+#include "SaturatedTime.h"
 #include "TimeTag.h"
 
 #include <QDoubleSpinBox>
@@ -14,6 +15,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <utility>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -21,8 +24,8 @@ namespace {
 constexpr double kLeastGateSeconds = 0.001;
 constexpr double kTraceSeconds = 10.0; // shown history
 constexpr double kPsPerSecond = 1e12;
-constexpr qint64 kLongestGapPs = 100'000'000'000'000;
-constexpr double kHeadroom = 1.1; // of the Y range above the largest value
+constexpr qint64 kLongestJumpPs = 10'000'000'000'000; // the shown history
+constexpr double kHeadroom = 1.1;                     // of the Y range above the largest value
 constexpr int kControlsWidth = 290;
 
 } // namespace
@@ -111,6 +114,7 @@ void CounterTab::clearSamples() {
 
 void CounterTab::onCounterSample(const UiCounterSample& sample) {
     takeSample(sample);
+    showStatus();
     refreshPlot();
 }
 
@@ -121,17 +125,20 @@ void CounterTab::onTagsBatch(const QList<UiTimeTag>& tags) {
         if (tag.channel >= timing::kChannels) {
             continue;
         }
-        // The first tag opens a gate, and so does one behind a silence that the shown history could not hold.
-        if (!tagGateOpen || tag.timePs > tagGateEndPs + kLongestGapPs) {
+        // The first tag opens a gate, and so does one on the far side of a jump of the time axis, either way.
+        const qint64 sinceStart = saturatedDifference(tag.timePs, tagGateStartPs);
+        if (!tagGateOpen || std::abs(sinceStart / 2) > kLongestJumpPs / 2) {
             tagGateOpen = true;
-            tagGateEndPs = tag.timePs + gatePs;
+            tagGateStartPs = tag.timePs;
         }
-        for (; tagGateEndPs <= tag.timePs; tagGateEndPs += gatePs) {
+        while (saturatedDifference(tag.timePs, tagGateStartPs) >= gatePs) {
             closeTagGate();
+            tagGateStartPs += gatePs;
         }
         ++tagGateCounts[tag.channel];
     }
     if (sampleCount != before) {
+        showStatus();
         refreshPlot();
     }
 }
@@ -148,15 +155,12 @@ void CounterTab::closeTagGate() {
 }
 
 void CounterTab::takeSample(const UiCounterSample& sample) {
-    const double gate = sample.gateSeconds > 0.0 ? sample.gateSeconds : gateSeconds();
+    const double gate = gateOf(sample);
     ++sampleCount;
     elapsedSeconds += gate;
     times.append(elapsedSeconds);
-    double liveSum = 0.0;
     for (int input = 0; input < timing::kChannels; ++input) {
-        const auto count = static_cast<double>(sample.counts.value(input, 0));
-        counts[input].append(count);
-        liveSum += count / gate;
+        counts[input].append(static_cast<double>(sample.counts.value(input, 0)));
     }
     const auto limit = std::max<qsizetype>(static_cast<qsizetype>(std::ceil(kTraceSeconds / gate)), 2);
     if (times.size() > limit) {
@@ -166,11 +170,24 @@ void CounterTab::takeSample(const UiCounterSample& sample) {
             series.remove(0, excess);
         }
     }
+    lastSample = sample;
+}
+
+void CounterTab::showStatus() {
+    const double gate = gateOf(lastSample);
+    double liveSum = 0.0;
+    for (const quint64 count : std::as_const(lastSample.counts)) {
+        liveSum += static_cast<double>(count) / gate;
+    }
     status->setText(tr("sample %1   gate %2 s   last total %3   live sum %4 Hz")
                         .arg(sampleCount)
                         .arg(gate, 0, 'f', 3)
-                        .arg(sample.totalCount)
+                        .arg(lastSample.totalCount)
                         .arg(liveSum, 0, 'f', liveSum < 1000.0 ? 1 : 0));
+}
+
+double CounterTab::gateOf(const UiCounterSample& sample) const {
+    return sample.gateSeconds > 0.0 ? sample.gateSeconds : gateSeconds();
 }
 
 void CounterTab::refreshPlot() {

@@ -32,6 +32,8 @@ private:
     void clearSamples();
     void takeSample(const UiCounterSample& sample);
     void closeTagGate();
+    double gateOf(const UiCounterSample& sample) const; // s
+    void showStatus();
     void refreshPlot();
 
     QDoubleSpinBox* integration = nullptr;
@@ -39,10 +41,11 @@ private:
     BarChartWidget* plot = nullptr;
     quint64 sampleCount = 0;
     double elapsedSeconds = 0.0;
+    UiCounterSample lastSample;
     QList<double> times;         // s since the start, oldest first
     QList<QList<double>> counts; // per input, parallel to times
     bool tagGateOpen = false;    // a gate that counts tags
-    qint64 tagGateEndPs = 0;
+    qint64 tagGateStartPs = 0;
     QList<quint64> tagGateCounts;
 };
 

@@ -1,7 +1,8 @@
 #include "TimeTagEngine.h"
 
+#include "SaturatedTime.h"
+
 #include <algorithm>
-#include <limits>
 #include <numeric>
 
 namespace qorn::timetagger::gui {
@@ -9,15 +10,6 @@ namespace {
 
 constexpr double kPsPerSecond = 1e12;
 constexpr double kMegabytesPerTag = 8.0 / 1e6; // of decoded tags
-
-// a - b, held at the ends of the range: times from a stream may be anything.
-qint64 saturatedDifference(qint64 a, qint64 b) {
-    qint64 difference = 0;
-    if (__builtin_sub_overflow(a, b, &difference)) {
-        return a > b ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
-    }
-    return difference;
-}
 
 } // namespace
 

@@ -73,6 +73,7 @@ TEST_F(Capture, TagsReachTheGuiInOrder) {
     stopAtTags(5000);
     run();
     EXPECT_EQ(events.tags(), tagsFrom(0, 5000));
+    EXPECT_TRUE(events.losses().empty());
 }
 
 TEST_F(Capture, TheReaderReadsAMebibyteAtATime) {
@@ -164,6 +165,7 @@ TEST_F(Capture, ALaggingLoopLosesTheOldestBeyond131072) {
     stopAtTags(131000); // whole batches of a thousand
     run();
     EXPECT_TRUE(events.tags() == tagsFrom(kTotal - 131072, 131000));
+    EXPECT_EQ(events.losses(), std::vector<quint64>{kTotal - 131072}); // told at the end
 }
 
 TEST_F(Capture, ALargeBatchSizeRaisesTheQueueLimitSixteenfold) {

@@ -78,6 +78,16 @@ void RecordingEvents::tagsBatch(UiTimeTagBatch batch) {
     }
 }
 
+void RecordingEvents::tagsLost(quint64 count) {
+    const std::lock_guard lock(mutex);
+    lossList.push_back(count);
+}
+
+std::vector<quint64> RecordingEvents::losses() const {
+    const std::lock_guard lock(mutex);
+    return lossList;
+}
+
 std::vector<timing::ReferenceClockStatus> RecordingEvents::clockStatuses() const {
     const std::lock_guard lock(mutex);
     return clockStatusList;

@@ -37,12 +37,14 @@ public:
     void clockStatus(const timing::ReferenceClockStatus& status) override;
     void counterSample(UiCounterSample sample) override;
     void tagsBatch(UiTimeTagBatch batch) override;
+    void tagsLost(quint64 count) override;
 
     std::vector<timing::ReferenceClockStatus> clockStatuses() const;
     std::vector<UiCounterSample> samples() const;
     std::vector<Tags> batches() const;
     Tags tags() const; // of all batches
     std::size_t tagCount() const;
+    std::vector<quint64> losses() const;
     bool waitForTags(std::size_t count) const; // false at the limit
 
     // Set before the loop runs.
@@ -57,6 +59,7 @@ private:
     std::vector<UiCounterSample> sampleList;
     std::vector<Tags> batchList;
     std::size_t tagTotal = 0;
+    std::vector<quint64> lossList;
 };
 
 // A clock that stands still but for sleeps, which move it and take no time.

@@ -129,6 +129,18 @@ TEST_F(Recordings, AFileThatCannotBeOpenedIsNamed) {
     EXPECT_EQ(test::failureOf([&] { start(); }), "StreamFileWriter: cannot open " + folder.path().string());
 }
 
+TEST_F(Recordings, AnEarlierRecordingIsNotReplaced) {
+    for (int number = 0; number < 3; ++number) {
+        const auto recording = start();
+        recording->append(tagsFrom(number * 10, 10), kStart);
+        recording->close();
+    }
+    EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 10));
+    EXPECT_EQ(readRecording(part("run_2.qornts")).tags, tagsFrom(10, 10));
+    EXPECT_EQ(readRecording(part("run_3.qornts")).tags, tagsFrom(20, 10));
+    EXPECT_EQ(files().size(), 3);
+}
+
 TEST_F(Recordings, AMaximumDurationEndsItWhileTheStreamGoesOn) {
     const auto recording = start(0, 10);
     recording->append(tagsFrom(0, 10), kStart + 10s - 1ns);
@@ -215,12 +227,13 @@ TEST_F(Recordings, TheMaximumDurationCountsOverAllParts) {
 
 TEST_F(Recordings, DurationsOfZeroOrLessNeverCome) {
     for (const int never : {0, -1, -1000}) {
+        path = part(("run" + std::to_string(-never) + ".qornts").c_str());
         const auto recording = start(never, never);
         recording->append(tagsFrom(0, 3), kStart + 100000h);
         recording->close();
         EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 3));
-        EXPECT_EQ(files().size(), 1);
     }
+    EXPECT_EQ(files().size(), 3);
 }
 
 TEST_F(Recordings, ARotationThatFailsEndsTheCapture) {

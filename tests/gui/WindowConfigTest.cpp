@@ -232,30 +232,43 @@ TEST(WindowConfig, ABrokenDefaultFileMeansDefaults) {
 
 // --- the menu entries --------------------------------------------------------------------------------------
 
-struct DialogAnswer {
-    std::optional<QString> path; // none: cancelled
+// Answers the file dialog that comes next, and remembers what it was.
+class FileDialogAnswer {
+public:
+    // No path: the dialog is cancelled.
+    explicit FileDialogAnswer(std::optional<QString> chosenPath = std::nullopt)
+        : path(std::move(chosenPath)) {
+        // Again and again: a dialog may still be reading its folder when it is first told.
+        QObject::connect(&timer, &QTimer::timeout, [this] {
+            if (auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
+                answer(*dialog);
+            }
+        });
+        timer.start(0);
+    }
+
     QString title;
     QStringList filters;
-    QString start;
-};
+    QString startFile;
 
-void answerFileDialog(DialogAnswer& answer) {
-    answerNextDialog([&answer](QWidget& dialog) {
-        auto* files = qobject_cast<QFileDialog*>(&dialog);
-        if (files == nullptr) {
-            return;
+private:
+    void answer(QFileDialog& dialog) {
+        if (title.isEmpty()) {
+            title = dialog.windowTitle();
+            filters = dialog.nameFilters();
+            startFile = QFileInfo(dialog.selectedFiles().value(0)).fileName();
         }
-        answer.title = files->windowTitle();
-        answer.filters = files->nameFilters();
-        answer.start = files->selectedFiles().value(0);
-        if (answer.path) {
-            files->selectFile(*answer.path);
-            QMetaObject::invokeMethod(files, "accept");
+        if (path) {
+            dialog.selectFile(*path);
+            QMetaObject::invokeMethod(&dialog, "accept");
         } else {
-            files->reject();
+            dialog.reject();
         }
-    });
-}
+    }
+
+    std::optional<QString> path;
+    QTimer timer;
+};
 
 struct SaveRow {
     const char* entry;
@@ -270,15 +283,14 @@ class SaveEntries : public ::testing::TestWithParam<SaveRow> {};
 TEST_P(SaveEntries, WriteTheirPartsToTheChosenFile) {
     WindowStage stage;
     ASSERT_TRUE(stage.connectUnit());
-    DialogAnswer answer{stage.folder.filePath(QStringLiteral("chosen.json")), {}, {}, {}};
-    answerFileDialog(answer);
+    const QString path = stage.folder.filePath(QStringLiteral("chosen.json"));
+    const FileDialogAnswer answer(path);
     stage.menuAction(GetParam().entry)->trigger();
     EXPECT_EQ(answer.title, QString::fromUtf8(GetParam().title));
     EXPECT_EQ(answer.filters, texts({"Configuration (*.json)"}));
-    EXPECT_EQ(QFileInfo(answer.start).fileName(), QStringLiteral("last_config.json"));
-    EXPECT_EQ(stage.window().statusBar()->currentMessage(),
-              QString::fromUtf8(GetParam().done).arg(*answer.path));
-    const QJsonObject file = readFile(*answer.path);
+    EXPECT_EQ(answer.startFile, QStringLiteral("last_config.json"));
+    EXPECT_EQ(stage.window().statusBar()->currentMessage(), QString::fromUtf8(GetParam().done).arg(path));
+    const QJsonObject file = readFile(path);
     EXPECT_EQ(file.contains(QStringLiteral("ui")), GetParam().ui);
     EXPECT_EQ(file.contains(QStringLiteral("experiments")), GetParam().experiments);
 }
@@ -286,11 +298,10 @@ TEST_P(SaveEntries, WriteTheirPartsToTheChosenFile) {
 TEST_P(SaveEntries, ReportAFileThatCannotBeWritten) {
     WindowStage stage;
     ASSERT_TRUE(stage.connectUnit());
-    DialogAnswer answer{QStringLiteral("/proc/no.json"), {}, {}, {}};
-    answerFileDialog(answer);
+    const FileDialogAnswer answer(QStringLiteral("/proc/sys/no.json"));
     stage.menuAction(GetParam().entry)->trigger();
     ASSERT_TRUE(stage.waitForBox("Save configuration"));
-    EXPECT_EQ(stage.takeBox(), QStringLiteral("Could not write /proc/no.json"));
+    EXPECT_EQ(stage.takeBox(), QStringLiteral("Could not write /proc/sys/no.json"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Entries, SaveEntries,
@@ -305,26 +316,26 @@ INSTANTIATE_TEST_SUITE_P(Entries, SaveEntries,
 TEST(WindowConfig, TheLoadEntryTakesTheChosenFile) {
     WindowStage stage;
     ASSERT_TRUE(stage.connectUnit());
-    DialogAnswer answer{stage.folder.filePath(QStringLiteral("chosen.json")), {}, {}, {}};
-    writeFile(*answer.path, R"({"experiments": [{"type": "Time tags"}]})");
-    answerFileDialog(answer);
+    const QString path = stage.folder.filePath(QStringLiteral("chosen.json"));
+    writeFile(path, R"({"experiments": [{"type": "Time tags"}]})");
+    const FileDialogAnswer answer(path);
     stage.menuAction("&Load configuration...")->trigger();
     EXPECT_EQ(answer.title, QStringLiteral("Load configuration"));
     EXPECT_EQ(answer.filters, texts({"Configuration (*.json)"}));
     EXPECT_EQ(stage.window().statusBar()->currentMessage(),
-              QStringLiteral("Loaded configuration from %1").arg(*answer.path));
+              QStringLiteral("Loaded configuration from %1").arg(path));
     EXPECT_EQ(stage.tabs().tabText(0), QStringLiteral("Time tags 2"));
 }
 
 TEST(WindowConfig, TheLoadEntryReportsAFileThatIsNoConfiguration) {
     WindowStage stage;
     ASSERT_TRUE(stage.connectUnit());
-    DialogAnswer answer{stage.folder.filePath(QStringLiteral("chosen.json")), {}, {}, {}};
-    writeFile(*answer.path, "no json");
-    answerFileDialog(answer);
+    const QString path = stage.folder.filePath(QStringLiteral("chosen.json"));
+    writeFile(path, "no json");
+    const FileDialogAnswer answer(path);
     stage.menuAction("&Load configuration...")->trigger();
     ASSERT_TRUE(stage.waitForBox("Load configuration"));
-    EXPECT_EQ(stage.takeBox(), QStringLiteral("Could not load %1").arg(*answer.path));
+    EXPECT_EQ(stage.takeBox(), QStringLiteral("Could not load %1").arg(path));
     EXPECT_EQ(stage.tabs().tabText(0), QStringLiteral("Counter 1"));
 }
 
@@ -334,8 +345,7 @@ TEST(WindowConfig, ACancelledFileDialogEndsInSilence) {
     stage.window().statusBar()->clearMessage();
     for (const char* entry :
          {"&Load configuration...", "Save &all...", "Save &UI config...", "Save &experiment config..."}) {
-        DialogAnswer answer;
-        answerFileDialog(answer);
+        const FileDialogAnswer answer;
         stage.menuAction(entry)->trigger();
         EXPECT_FALSE(answer.title.isEmpty()) << entry;
         EXPECT_TRUE(stage.window().statusBar()->currentMessage().isEmpty()) << entry;

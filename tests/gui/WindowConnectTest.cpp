@@ -257,6 +257,8 @@ TEST(WindowConnect, ABlankStartupPortIsIgnored) {
 TEST(WindowConnect, APortThatDoesNotOpenIsReportedOnThePageAndInABox) {
     WindowStage stage;
     stage.openWindow();
+    const auto* list = stage.window().setupPage().findChild<QComboBox*>();
+    ASSERT_TRUE(waitUntil([list] { return list->count() == 2; }));
     stage.window().openStartupPort(QStringLiteral("ftdi://NOBODY"));
     ASSERT_TRUE(stage.waitForBox("Open failed"));
     QMessageBox* box = stage.boxes().constFirst();
@@ -301,6 +303,8 @@ TEST(WindowConnect, ReconnectingClosesFirstAndOpensAfterTheEventLoopHasRun) {
 TEST(WindowConnect, ARelayThatIsNotThereIsReported) {
     WindowStage stage;
     stage.openWindow();
+    const auto* list = stage.window().setupPage().findChild<QComboBox*>();
+    ASSERT_TRUE(waitUntil([list] { return list->count() == 2; }));
     const ReservedPort nobody;
     Q_EMIT stage.window().setupPage().relayConnectRequested(QStringLiteral("127.0.0.1"), nobody.number(),
                                                             nobody.number());

@@ -101,14 +101,41 @@ TEST(WindowFault, ACounterWithoutFramesSaysSo) {
     EXPECT_FALSE(stage.tab(0).isRunning());
 }
 
-TEST(WindowFault, AStartQueuedBehindAFailingStreamStillRuns) {
+TEST(WindowFault, AStartQueuedBehindASlowStopStillRuns) {
     WindowStage stage(standardScene(
-        R"("faults": {"calls": [{"call": "tt_stop_stream_mode", "at": 1, "count": 1, "status": -1}]},)"));
+        R"("faults": {"calls": [{"call": "tt_stop_stream_mode", "count": 0, "status": 0, "delay_ms": 400}]},)"));
+    ASSERT_TRUE(stage.connectUnit());
+    gui::ExperimentTab& tags = stage.addTab("Time tags");
+    gui::ExperimentTab& late = stage.addTab("Time tags");
+    WindowStage::press(tags, "Play");
+    ASSERT_TRUE(stage.waitForData(tags));
+    WindowStage::press(tags, "Stop");
+    WindowStage::press(stage.tab(0), "Play");
+    EXPECT_FALSE(stage.tab(0).isRunning());
+    WindowStage::press(late, "Play"); // no more of the ending stream for anybody
+    EXPECT_EQ(stage.detail(), QStringLiteral("stopping, queued start"));
+    EXPECT_FALSE(late.isRunning());
+    EXPECT_TRUE(stage.waitForData(late));
+    EXPECT_EQ(stage.scheduler().runningConsumerCount(), 1);
+    EXPECT_FALSE(stage.tab(0).isRunning());
+    EXPECT_TRUE(stage.boxes().isEmpty());
+}
+
+TEST(WindowFault, AStopThatFailsIsToldAndLeavesNoTabRunning) {
+    WindowStage stage(standardScene(
+        R"("faults": {"calls": [{"call": "tt_stop_stream_mode", "at": 1, "count": 0, "status": -1}]},)"));
     ASSERT_TRUE(stage.connectUnit());
     gui::ExperimentTab& tags = stage.addTab("Time tags");
     WindowStage::press(tags, "Play");
     ASSERT_TRUE(stage.waitForData(tags));
     WindowStage::press(tags, "Stop");
+    ASSERT_TRUE(stage.waitForBox("Capture error"));
+    stage.takeBox();
+    ASSERT_TRUE(stage.waitForIdle());
+    EXPECT_FALSE(tags.isRunning());
+    stage.menuAction("&Close device")->trigger();
+    EXPECT_FALSE(stage.controller().hasSource());
+    ASSERT_TRUE(stage.clickConnect());
     WindowStage::press(stage.tab(0), "Play");
     EXPECT_TRUE(stage.waitForData(stage.tab(0)));
 }

@@ -21,7 +21,8 @@ Collected& collected() {
 void collect(QtMsgType type, const QMessageLogContext&, const QString& text) {
     std::fprintf(stderr, "%s\n", qPrintable(text));
     // The windowless platform says this of each window operation that it does not have.
-    if (type == QtDebugMsg || type == QtInfoMsg || text.contains(QLatin1String("This plugin does not support"))) {
+    if (type == QtDebugMsg || type == QtInfoMsg ||
+        text.contains(QLatin1String("This plugin does not support"))) {
         return;
     }
     QMutexLocker lock(&collected().mutex);

@@ -1,0 +1,19 @@
+// Differences of times from a stream, which may be anything.
+#pragma once
+
+#include <QtGlobal>
+
+#include <limits>
+
+namespace qorn::timetagger::gui {
+
+// a - b in ps, held at the ends of the range.
+inline qint64 saturatedDifference(qint64 a, qint64 b) {
+    qint64 difference = 0;
+    if (__builtin_sub_overflow(a, b, &difference)) {
+        return a > b ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
+    }
+    return difference;
+}
+
+} // namespace qorn::timetagger::gui
