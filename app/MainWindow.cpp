@@ -410,9 +410,6 @@ bool MainWindow::loadConfigFile(const QString& path) {
 }
 
 void MainWindow::applyExperimentsConfig(const QJsonArray& array) {
-    if (controller->isCapturing()) {
-        controller->stopCapture();
-    }
     closeAllExperiments();
     for (const auto& value : array) {
         const QJsonObject entry = value.toObject();

@@ -118,9 +118,11 @@ void MeasurementScheduler::startExperiment(ExperimentTab* tab) {
         return;
     }
     if (tab != nullptr) {
-        if (!port.isCapturing()) {
+        if (switchingAcquisition) { // also when it has ended already and only its end is still to be told
+            switchTo(tab);
+        } else if (!port.isCapturing()) {
             startIdle(tab);
-        } else if (tagStreamActive && !switchingAcquisition && tab->sharesTagStream()) {
+        } else if (tagStreamActive && tab->sharesTagStream()) {
             joinStream(tab);
         } else {
             switchTo(tab);
@@ -169,7 +171,6 @@ void MeasurementScheduler::switchTo(ExperimentTab* tab) {
 }
 
 void MeasurementScheduler::startIdle(ExperimentTab* tab) {
-    switchingAcquisition = false;
     const bool streaming = port.hasRelay() || tab->requiresTagStreaming();
     Q_EMIT experimentActivated(tab);
     primary = tab;
@@ -294,7 +295,10 @@ void MeasurementScheduler::forgetAll() {
     runningConsumers.clear();
     paused.clear();
     queued.clear();
-    switchingAcquisition = false;
+    switchingAcquisition = port.isCapturing();
+    if (switchingAcquisition) {
+        port.stopCapture();
+    }
     showIdle();
 }
 
@@ -328,6 +332,9 @@ void MeasurementScheduler::onCoincidenceSample(const UiCoincidenceSample& sample
 }
 
 void MeasurementScheduler::onCaptureStopped() {
+    if (port.isCapturing()) {
+        return; // the word of an acquisition that ended before the one that runs now was started
+    }
     switchingAcquisition = false;
     clearRunningConsumers(true);
     primary.clear();

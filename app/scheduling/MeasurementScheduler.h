@@ -40,7 +40,8 @@ public:
     // The tab is about to be destroyed: it leaves without a call, and the acquisition ends with its last
     // consumer.
     void forgetExperiment(ExperimentTab* tab);
-    // The source is gone, and with it all that ran or waited.
+    // All tabs are about to be destroyed, or the source is gone: nothing runs or waits any more. What still
+    // runs is stopped, and a start waits for its end.
     void forgetAll();
 
     void setSignalSource(const SignalSource& source) { signalSource = source; }

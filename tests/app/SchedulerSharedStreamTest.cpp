@@ -90,6 +90,8 @@ TEST(SchedulerSharedStream, ATabThatJoinsWithItsRecordingOnRecordsNothing) {
     stage.scheduler.startExperiment(recorder.get());
     EXPECT_EQ(stage.takeCalls(), QStringList());
     EXPECT_TRUE(stage.port.recording.path.isEmpty());
+    EXPECT_TRUE(stage.emitted.join(QLatin1Char('\n')).contains(QStringLiteral("records nothing")))
+        << "and it is told";
 }
 
 TEST(SchedulerSharedStream, EveryConsumerSeesEveryBatchFromTheLastToTheFirst) {

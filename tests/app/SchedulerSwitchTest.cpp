@@ -222,6 +222,16 @@ TEST(SchedulerSwitch, AStartQueuedAfterTheLastStopRunsWhenTheEndComes) {
     EXPECT_EQ(stage.scheduler.runningExperiment(), stage.second.get());
 }
 
+TEST(SchedulerSwitch, AStopTakesAQueuedTabOutOfTheQueue) {
+    HardwareStage stage;
+    stage.scheduler.startExperiment(stage.second.get());
+    stage.scheduler.cancelExperiment(stage.second.get());
+    EXPECT_EQ(stage.scheduler.queuedStart(), nullptr);
+    stage.finish();
+    EXPECT_EQ(stage.second->events, QStringList());
+    EXPECT_EQ(stage.scheduler.runningExperiment(), nullptr);
+}
+
 TEST(SchedulerSwitch, AQueuedTabThatIsDeletedIsForgotten) {
     HardwareStage stage;
     stage.scheduler.startExperiment(stage.second.get());
@@ -266,6 +276,7 @@ TEST(SchedulerSwitch, WhenTheSourceIsGoneAllIsForgotten) {
     stage.scheduler.pauseExperiment(stage.first.get());
     stage.scheduler.startExperiment(stage.second.get());
     stage.takeCalls();
+    stage.port.capturing = false; // closing a source waits for what runs
     stage.scheduler.forgetAll();
     EXPECT_EQ(stage.scheduler.runningExperiment(), nullptr);
     EXPECT_EQ(stage.scheduler.pausedExperiment(), nullptr);
@@ -278,6 +289,37 @@ TEST(SchedulerSwitch, WhenTheSourceIsGoneAllIsForgotten) {
     stage.port.device = false;
     stage.finish();
     EXPECT_EQ(stage.second->events, QStringList());
+}
+
+TEST(SchedulerSwitch, ForgettingAllTabsStopsWhatRunsAndTheNextStartWaitsForItsEnd) {
+    HardwareStage stage;
+    stage.scheduler.startExperiment(stage.second.get());
+    stage.takeCalls();
+    stage.scheduler.forgetAll();
+    stage.first.reset();
+    stage.second.reset();
+    EXPECT_EQ(stage.takeCalls(), texts({"stopCapture"}));
+    EXPECT_EQ(stage.detail, QStringLiteral("idle"));
+    stage.scheduler.startExperiment(stage.third.get());
+    EXPECT_EQ(stage.third->events, QStringList());
+    stage.finish();
+    EXPECT_EQ(stage.third->events, texts({"start"}));
+    EXPECT_TRUE(stage.third->isRunning());
+}
+
+// The acquisition has ended before its end is told: who started now would be swept with the old consumers.
+TEST(SchedulerSwitch, AStartBetweenTheEndOfAStopAndItsReportWaitsForTheReport) {
+    HardwareStage stage;
+    stage.scheduler.pauseExperiment(stage.first.get());
+    stage.takeCalls();
+    stage.port.capturing = false;
+    stage.scheduler.startExperiment(stage.first.get());
+    EXPECT_EQ(stage.takeCalls(), QStringList());
+    stage.scheduler.onCaptureStopped();
+    EXPECT_EQ(stage.takeCalls(), texts({"refreshClockStatus", kHardwareCall}));
+    EXPECT_EQ(stage.first->events, texts({"stop", "resume"}));
+    EXPECT_TRUE(stage.first->isRunning());
+    EXPECT_EQ(stage.scheduler.runningConsumerCount(), 1);
 }
 
 TEST(SchedulerSwitch, ResettingARunningTabLeavesTheStreamAlone) {

@@ -240,7 +240,11 @@ TEST_F(Recordings, ARotationThatFailsEndsTheCapture) {
     const auto recording = start(10);
     recording->append(tagsFrom(0, 1), kStart);
     QDir().mkpath(part("run_part002.qornts")); // a folder of that name
-    recording->append(tagsFrom(1, 1), kStart + 10s);
+    EXPECT_EQ(test::failureOf([&] {            // of the append already, when the writer was quick
+                  recording->append(tagsFrom(1, 1), kStart + 10s);
+                  recording->close();
+              }),
+              "StreamFileWriter: cannot open " + part("run_part002.qornts").toStdString());
     EXPECT_EQ(test::failureOf([&] { recording->close(); }),
               "StreamFileWriter: cannot open " + part("run_part002.qornts").toStdString());
     EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 1));

@@ -1,5 +1,6 @@
 #include "UsbTasks.h"
 
+#include "Driver.h"
 #include "ScriptedDriver.h"
 
 #include <gtest/gtest.h>
@@ -126,6 +127,25 @@ TEST_F(Discovery, AFailureIsTheMessage) {
     const DiscoveryResult result = discoverAttachedDevices(true);
     EXPECT_TRUE(result.devices.isEmpty());
     EXPECT_EQ(result.message, QStringLiteral("discover: general failure"));
+}
+
+// The program has the simulated instrument beside it, as the application does.
+TEST(SimulatedDiscovery, TheNoteSaysThatTheDriverWasNotFound) {
+    const timing::DriverTable* const earlier = timing::exchange_driver(nullptr);
+    const DiscoveryResult result = discoverAttachedDevices(false);
+    const bool simulated = timing::driver_is_simulated();
+    timing::exchange_driver(earlier);
+    if (!simulated) {
+        GTEST_SKIP() << "this machine has the driver library";
+    }
+    EXPECT_EQ(result.message,
+              QStringLiteral("The driver library libqorn_timing.so.0 was not found, so simulated "
+                             "instruments are listed. Found 2 customer USB device(s)."));
+    ASSERT_EQ(result.devices.size(), 2);
+    EXPECT_EQ(result.devices[0].port, QStringLiteral("ftdi://SIM00001"));
+    EXPECT_EQ(result.devices[0].label, QStringLiteral("SIM00001  QORN TDC simulator"));
+    EXPECT_TRUE(result.devices[0].detail.startsWith(QStringLiteral("Simulated four-input TDC, serial ")));
+    EXPECT_EQ(result.devices[1].port, QStringLiteral("ftdi://SIM00002"));
 }
 
 TEST(UsbCycle, TheSummaryOrAPlainTextIsTheMessage) {

@@ -54,13 +54,15 @@ TEST_P(Unplugged, IsToldStopsTheTabsAndMeasuresAgainAfterCloseAndConnect) {
     close->trigger();
     const auto* list = stage.window().setupPage().findChild<QComboBox*>();
     QAbstractButton* refresh = findButton(stage.window().setupPage(), QStringLiteral("Refresh"));
-    ASSERT_TRUE(waitUntil([&] { // the operator scans until the unit is back
-        if (list->findText(QStringLiteral("SIM00001"), Qt::MatchStartsWith) >= 0) {
-            return true;
-        }
-        refresh->click();
-        return false;
-    }));
+    QSignalSpy scans(&stage.controller(), &gui::DeviceController::devicesDiscovered);
+    ASSERT_TRUE(
+        waitUntil([&] { // the operator scans until the unit is back; the list of before does not count
+            if (!scans.isEmpty() && list->findText(QStringLiteral("SIM00001"), Qt::MatchStartsWith) >= 0) {
+                return true;
+            }
+            refresh->click();
+            return false;
+        }));
     ASSERT_TRUE(stage.clickConnect());
     gui::ExperimentTab& again = stage.addTab(GetParam().tab);
     WindowStage::press(again, "Play");

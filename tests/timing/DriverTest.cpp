@@ -8,11 +8,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
-#include <regex>
 
 namespace qorn::timing {
 namespace {
@@ -107,6 +107,20 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
+// Not as a part of a longer name.
+bool containsWord(const std::string& text, const std::string& word) {
+    const auto isPart = [&text](std::size_t at) {
+        return at < text.size() &&
+               (std::isalnum(static_cast<unsigned char>(text[at])) != 0 || text[at] == '_');
+    };
+    for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
+        if ((at == 0 || !isPart(at - 1)) && !isPart(at + word.size())) {
+            return true;
+        }
+    }
+    return false;
+}
+
 TEST(DriverLoading, TheListOfFunctionsIsComplete) {
     EXPECT_EQ(sizeof(DriverTable), kFunctions.size() * sizeof(void*));
     EXPECT_EQ(kFunctions.size(), 41U);
@@ -139,8 +153,7 @@ TEST(DriverLoading, EachMissingFunctionIsNamedWithItsLibrary) {
         ASSERT_TRUE(error.has_value()) << function.name;
         const std::string text = error->what();
         EXPECT_TRUE(contains(text, file)) << text;
-        EXPECT_TRUE(std::regex_search(text, std::regex(std::string("\\b") + function.symbol + "\\b")))
-            << text;
+        EXPECT_TRUE(containsWord(text, function.symbol)) << text;
     }
 }
 

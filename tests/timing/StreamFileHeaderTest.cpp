@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <ctime>
-#include <regex>
 
 namespace qorn::timing {
 namespace {
@@ -123,18 +123,22 @@ TEST(StreamFileHeader, AnEmptyCreationTimeBecomesNowWithMicroseconds) {
     const auto before = std::chrono::system_clock::now();
     const std::string json = detail::stream_header_to_json(header);
     const auto after = std::chrono::system_clock::now();
-    std::smatch found;
-    const std::regex pattern(R"re("created_utc":"(\d{4})-(\d\d)-(\d\d)T(\d\d):(\d\d):(\d\d)\.(\d{6})Z",)re");
-    ASSERT_TRUE(std::regex_search(json, found, pattern)) << json;
+    constexpr std::string_view kKey = "\"created_utc\":\"";
+    const std::string created = json.substr(json.find(kKey) + kKey.size(), 27);
     std::tm fields{};
-    fields.tm_year = std::stoi(found[1]) - 1900;
-    fields.tm_mon = std::stoi(found[2]) - 1;
-    fields.tm_mday = std::stoi(found[3]);
-    fields.tm_hour = std::stoi(found[4]);
-    fields.tm_min = std::stoi(found[5]);
-    fields.tm_sec = std::stoi(found[6]);
-    const auto written = std::chrono::system_clock::from_time_t(timegm(&fields)) +
-                         std::chrono::microseconds(std::stoi(found[7]));
+    int microseconds = 0;
+    char end = 0;
+    ASSERT_EQ(std::sscanf(created.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%6d%c", &fields.tm_year, &fields.tm_mon,
+                          &fields.tm_mday, &fields.tm_hour, &fields.tm_min, &fields.tm_sec, &microseconds,
+                          &end),
+              8)
+        << created;
+    EXPECT_EQ(end, 'Z');
+    EXPECT_EQ(created.find('.'), 19U); // every field at its full width
+    fields.tm_year -= 1900;
+    fields.tm_mon -= 1;
+    const auto written =
+        std::chrono::system_clock::from_time_t(timegm(&fields)) + std::chrono::microseconds(microseconds);
     EXPECT_GE(written, std::chrono::floor<std::chrono::microseconds>(before));
     EXPECT_LE(written, after);
 }
