@@ -7,11 +7,6 @@ qorn_build_packages=(
 
 qorn_say() { printf '%s\n' "$*" >&2; }
 
-# Where the SVG icon plugins are a package of their own, they are needed too.
-if [ -n "$(apt-cache --names-only search '^qt6-svg-plugins$' 2>/dev/null)" ]; then
-    qorn_build_packages+=(qt6-svg-plugins)
-fi
-
 # Installs those of the named packages that are missing, after naming them.
 qorn_install() {
     local missing=() package
@@ -32,8 +27,12 @@ qorn_install() {
         as_root=(sudo)
     fi
     qorn_say "Installing: ${missing[*]}"
-    "${as_root[@]}" apt-get update -qq >&2 || true
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    ${as_root[@]+"${as_root[@]}"} apt-get update -qq >&2 || true
+    # Where the SVG icon plugins are a package of their own, the icons need it too.
+    if [ -n "$(apt-cache --names-only search '^qt6-svg-plugins$' 2>/dev/null)" ]; then
+        missing+=(qt6-svg-plugins)
+    fi
+    ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
 # qorn_build PRESET [CMAKE-OPTION...] -- [TARGET...]: configures and builds in build/PRESET.

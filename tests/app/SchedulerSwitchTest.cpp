@@ -232,6 +232,19 @@ TEST(SchedulerSwitch, AStopTakesAQueuedTabOutOfTheQueue) {
     EXPECT_EQ(stage.scheduler.runningExperiment(), nullptr);
 }
 
+TEST(SchedulerSwitch, TheLateWordOfAnEarlierAcquisitionLeavesTheNewOneAlone) {
+    HardwareStage stage;
+    stage.port.capturing = false; // it has ended, and its word is on the way
+    stage.scheduler.startExperiment(stage.second.get());
+    ASSERT_TRUE(stage.port.capturing);
+    stage.scheduler.onCaptureStopped();
+    EXPECT_EQ(stage.second->events, texts({"start"}));
+    EXPECT_TRUE(stage.second->isRunning());
+    EXPECT_EQ(stage.scheduler.runningExperiment(), stage.second.get());
+    stage.finish();
+    EXPECT_EQ(stage.second->events, texts({"start", "stop"}));
+}
+
 TEST(SchedulerSwitch, AQueuedTabThatIsDeletedIsForgotten) {
     HardwareStage stage;
     stage.scheduler.startExperiment(stage.second.get());

@@ -236,6 +236,17 @@ TEST_F(Recordings, DurationsOfZeroOrLessNeverCome) {
     EXPECT_EQ(files().size(), 3);
 }
 
+TEST_F(Recordings, AFileThatIsThereAlreadyIsLeftAlone) {
+    const auto first = start();
+    first->append(tagsFrom(0, 3), kStart);
+    first->close();
+    const auto second = start();
+    second->append(tagsFrom(100, 2), kStart);
+    second->close();
+    EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 3));
+    EXPECT_EQ(readRecording(part("run_2.qornts")).tags, tagsFrom(100, 2));
+}
+
 TEST_F(Recordings, ARotationThatFailsEndsTheCapture) {
     const auto recording = start(10);
     recording->append(tagsFrom(0, 1), kStart);
