@@ -315,12 +315,18 @@ void MainWindow::closeExperimentTab(int index) {
     if (activeExperiment == tab) {
         activeExperiment.clear();
     }
+    if (splitView != nullptr) {
+        splitView->removeExperiment(tab); // the plot goes with its tab
+    }
     tabs->removeTab(index);
     delete tab;
     updateActionStates();
 }
 
 void MainWindow::closeAllExperiments() {
+    if (splitView != nullptr) {
+        splitView->returnAll();
+    }
     tabs->reattachAll();
     while (tabs->count() > 0) {
         QWidget* page = tabs->widget(0);

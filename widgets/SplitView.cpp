@@ -84,7 +84,6 @@ void SplitView::removeEntry(int index, bool returnPlot) {
     }
     // The cell's own button may be what was pressed: the cell outlives the click, out of sight.
     entry.cell->hide();
-    entry.cell->disconnect();
     entry.cell->deleteLater();
     if (entries.isEmpty()) {
         hide();
@@ -102,6 +101,12 @@ void SplitView::giveBack(const Entry& entry) {
     BarChartWidget* plot = entry.plot;
     plot->setParent(nullptr);
     connect(entry.tab, &QObject::destroyed, plot, [plot] { delete plot; });
+}
+
+void SplitView::removeExperiment(const ExperimentTab* tab) {
+    const auto found =
+        std::find_if(entries.begin(), entries.end(), [tab](const Entry& entry) { return entry.tab == tab; });
+    removeEntry(int(found - entries.begin()), true);
 }
 
 void SplitView::removeCell(const QWidget* cell, bool returnPlot) {

@@ -26,6 +26,8 @@ public:
     // no plot to lend changes nothing.
     void addExperiment(ExperimentTab* tab);
     bool contains(const ExperimentTab* tab) const;
+    // Ends the tab's entry, if it has one, and returns its plot; for a tab that is about to be destroyed.
+    void removeExperiment(const ExperimentTab* tab);
     // Ends all entries and returns their plots.
     void returnAll();
     // Ends one entry, and hides the window with the last. `returnPlot` hands the plot back to its tab;

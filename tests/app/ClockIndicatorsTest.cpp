@@ -107,6 +107,10 @@ struct ModeRow {
     int written; // what the same wish is stored as
 };
 
+void PrintTo(const ModeRow& row, std::ostream* out) {
+    *out << row.mode;
+}
+
 class ClockWishModes : public ::testing::TestWithParam<ModeRow> {};
 
 TEST_P(ClockWishModes, PackSourceAndOutput) {

@@ -124,6 +124,10 @@ struct BrokenFile {
     QByteArray bytes;
 };
 
+void PrintTo(const BrokenFile& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class BrokenConfigurationFile : public ConfigurationFile, public ::testing::WithParamInterface<BrokenFile> {};
 
 TEST_P(BrokenConfigurationFile, IsRefused) {

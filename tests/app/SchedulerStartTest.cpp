@@ -89,6 +89,10 @@ struct SourceCase {
     const char* mode;
 };
 
+void PrintTo(const SourceCase& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class SignalMode : public ::testing::TestWithParam<SourceCase> {};
 
 TEST_P(SignalMode, NamesWhereThePulsesComeFrom) {
@@ -123,6 +127,10 @@ struct TabCase {
     FlagState state;
     bool streaming;
 };
+
+void PrintTo(const TabCase& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class CounterStart : public ::testing::TestWithParam<TabCase> {};
 class TimeTagStart : public ::testing::TestWithParam<TabCase> {};

@@ -136,7 +136,10 @@ TEST(SimulatedDiscovery, TheNoteSaysThatTheDriverWasNotFound) {
     const bool simulated = timing::driver_is_simulated();
     timing::exchange_driver(earlier);
     if (!simulated) {
-        GTEST_SKIP() << "this machine has the driver library";
+        // A driver library is there; also when it was loaded before in this process, as the loader finds it
+        // then.
+        EXPECT_FALSE(result.message.contains(QLatin1String("was not found")));
+        return;
     }
     EXPECT_EQ(result.message,
               QStringLiteral("The driver library libqorn_timing.so.0 was not found, so simulated "

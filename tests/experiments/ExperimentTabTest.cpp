@@ -117,6 +117,10 @@ struct ViewRow {
     bool showsSplit;
 };
 
+void PrintTo(const ViewRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class ToolbarViews : public ::testing::TestWithParam<ViewRow> {};
 
 TEST_P(ToolbarViews, AreThereOnlyWithAPlotAndWhenAskedFor) {

@@ -15,6 +15,10 @@ struct KeyRow {
     const char* key;
 };
 
+void PrintTo(const KeyRow& row, std::ostream* out) {
+    *out << '"' << row.type << '"';
+}
+
 class SettingsKeys : public ::testing::TestWithParam<KeyRow> {};
 
 TEST_P(SettingsKeys, AreLowerCaseWithSingleUnderscores) {
@@ -37,6 +41,10 @@ struct NameRow {
     int part;
     const char* name;
 };
+
+void PrintTo(const NameRow& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class FileNames : public ::testing::TestWithParam<NameRow> {};
 

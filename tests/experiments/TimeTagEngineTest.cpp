@@ -111,6 +111,10 @@ struct ScaleRow {
     QList<double> total;   // with one tag of input 3 in each closed bin that has any
 };
 
+void PrintTo(const ScaleRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class TimeTagScaling : public ::testing::TestWithParam<ScaleRow> {};
 
 TEST_P(TimeTagScaling, RecastsAllStoredBins) {
@@ -223,6 +227,10 @@ struct GapRow {
     qint64 from;
     qint64 to;
 };
+
+void PrintTo(const GapRow& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class TimeTagGap : public ::testing::TestWithParam<GapRow> {};
 

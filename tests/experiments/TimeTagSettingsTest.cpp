@@ -34,6 +34,10 @@ struct BinRow {
     qint64 ps;
 };
 
+void PrintTo(const BinRow& row, std::ostream* out) {
+    *out << row.seconds;
+}
+
 class TimeTagBinWidth : public ::testing::TestWithParam<BinRow> {};
 
 TEST_P(TimeTagBinWidth, IsRoundedToWholePicosecondsAndAtLeastOne) {

@@ -280,6 +280,10 @@ struct LabelRow {
     double factor;
 };
 
+void PrintTo(const LabelRow& row, std::ostream* out) {
+    *out << row.yLabel;
+}
+
 class TimeTagLabels : public ::testing::TestWithParam<LabelRow> {};
 
 TEST_P(TimeTagLabels, FollowQuantityAndScalingAtOnce) {

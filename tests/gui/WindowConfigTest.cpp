@@ -195,6 +195,10 @@ struct CurrentRow {
     int current;
 };
 
+void PrintTo(const CurrentRow& row, std::ostream* out) {
+    *out << row.value;
+}
+
 class CurrentTab : public ::testing::TestWithParam<CurrentRow> {};
 
 TEST_P(CurrentTab, IsTakenOnlyWithinTheTabs) {
@@ -277,6 +281,10 @@ struct SaveRow {
     bool ui;
     bool experiments;
 };
+
+void PrintTo(const SaveRow& row, std::ostream* out) {
+    *out << row.entry;
+}
 
 class SaveEntries : public ::testing::TestWithParam<SaveRow> {};
 

@@ -19,6 +19,10 @@ struct FaultRow {
     const char* faults;
 };
 
+void PrintTo(const FaultRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class Unplugged : public ::testing::TestWithParam<FaultRow> {};
 
 // The unit goes while it measures and comes back on the bus soon after.

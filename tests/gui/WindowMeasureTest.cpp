@@ -309,10 +309,26 @@ TEST(WindowMeasure, ATabInTheSplitViewKeepsMeasuringAndMayBeClosed) {
     const quint64 before = tagsIn(WindowStage::statusOf(tab));
     EXPECT_TRUE(waitUntil([&] { return tagsIn(WindowStage::statusOf(tab)) > before; }));
     const QPointer<gui::BarChartWidget> plot = tab.plotWidget();
+    ASSERT_FALSE(plot.isNull());
     Q_EMIT stage.tabs().tabCloseRequested(1);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(plot.isNull());
     EXPECT_TRUE(stage.waitForIdle());
+}
+
+// A style that still knew of a cell that is gone would touch freed memory here.
+TEST(WindowMeasure, AThemeSwitchAfterTabsHaveLeftTheSplitViewIsSafe) {
+    MeasureStage stage;
+    ASSERT_TRUE(stage.connected);
+    for (int round = 0; round < 15; ++round) {
+        gui::ExperimentTab& tab = stage.addTab("Time tags");
+        WindowStage::press(tab, "Show this plot in the split view");
+        QCoreApplication::processEvents(); // the cell is dressed
+        Q_EMIT stage.tabs().tabCloseRequested(1);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        stage.window().applyTheme(round % 2 == 0 ? QStringLiteral("Bright") : QStringLiteral("qorn"));
+    }
+    EXPECT_EQ(stage.tabs().count(), 1);
 }
 
 TEST(WindowMeasure, ADetachedTabKeepsMeasuring) {
