@@ -161,6 +161,9 @@ void reportLoss(const timing::TagStreamReader& reader, MeasurementEvents& events
 void captureLoop(timing::Device& device, const CaptureRequest& request, relay::RelayServer* relay,
                  const std::atomic<bool>& stop, MeasurementEvents& events, LoopClock& clock) {
     ensureReferenceClockReadyForMeasurement(device, request.clock, stop, events, clock);
+    if (stop) {
+        return; // perhaps before the reference was locked
+    }
     const timing::StreamFileHeader header = configureStream(device, request);
     const auto start = clock.now();
     auto recording = TagRecording::start(request.recording, header, start);

@@ -76,6 +76,9 @@ quint32 gateCycles(double gateSeconds) {
 void counterLoop(timing::Device& device, const CounterRequest& request, const std::atomic<bool>& stop,
                  MeasurementEvents& events, LoopClock& clock) {
     ensureReferenceClockReadyForMeasurement(device, request.clock, stop, events, clock);
+    if (stop) {
+        return; // perhaps before the reference was locked
+    }
     CalSourceSession calSource(device, request.internalSource, request.internalRateHz);
     CountStreamSession frames(device);
     const double gate = leastGate(request.gateSeconds);

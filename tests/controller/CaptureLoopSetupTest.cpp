@@ -28,9 +28,10 @@ protected:
         request.mode = QStringLiteral("external");
     }
 
-    // A capture that is stopped before it begins still goes through its whole set-up and its end.
+    // A capture that ends at its first idle pass goes through its whole set-up and its end.
     void run() {
-        stop = true;
+        stop = false;
+        clock.onSleep = [this](std::size_t) { stop = true; };
         captureLoop(device, request, nullptr, stop, events, clock);
     }
     std::string failure() {
@@ -88,7 +89,7 @@ TEST_F(CaptureSetup, EachFormatAndSourceHasItsCalls) {
         run();
         Texts expected{"tt_set_reference_clock(1,0)"};
         expected.insert(expected.end(), row.calls.begin(), row.calls.end());
-        expected.push_back("tt_stop_stream_mode(0)");
+        expected.emplace_back("tt_stop_stream_mode(0)");
         EXPECT_EQ(driver->calls(), expected);
     }
 }
@@ -176,6 +177,16 @@ TEST_F(CaptureSetup, EachFailedStepIsNamedAndNoStreamIsStartedOrStopped) {
         EXPECT_EQ(driver->count("tt_read_stream_bytes"), 0) << row.function;
         EXPECT_EQ(driver->calls().back().rfind(row.function, 0), 0U) << driver->calls().back();
     }
+}
+
+TEST_F(CaptureSetup, AStopDuringTheWaitForTheReferenceStartsNothing) {
+    const TemporaryFolder folder;
+    driver->change([](auto& script) { script.clock = {2, 1, 0, 0, 0, 0, 1, 0, 0}; });
+    request.clock = {timing::ReferenceClockSource::External, {}, true};
+    request.recording.path = QString::fromStdString(folder.file("run.qornts"));
+    EXPECT_NO_THROW(run()); // its first sleep is that of the wait
+    EXPECT_EQ(driver->count("tt_start_stream_mode"), 0);
+    EXPECT_FALSE(QFile::exists(request.recording.path));
 }
 
 TEST_F(CaptureSetup, AFailedStopOfTheStreamIsTold) {

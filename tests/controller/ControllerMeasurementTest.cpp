@@ -272,6 +272,7 @@ TEST_F(Measuring, StoppingEndsTheWaitForTheReference) {
     ASSERT_TRUE(driver->waitForCall("tt_get_reference_clock_status"));
     stopAndWait();
     EXPECT_EQ(signalled->count("captureError"), 0);
+    EXPECT_EQ(driver->count("tt_start_count_stream"), 0); // not on the wrong timebase
 }
 
 TEST_F(Measuring, WithoutClockControlTheClockIsLeftAlone) {

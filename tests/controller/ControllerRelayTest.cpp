@@ -149,7 +149,15 @@ TEST_F(RelaySource, AProbeThatEndsAfterSomethingElseWasOpenedDoesNothing) {
     EXPECT_EQ(controller->sourceSerial(), QStringLiteral("SN0001"));
 }
 
-TEST_F(RelaySource, ClosingForgetsItAndDropsItsAnswer) {
+TEST_F(RelaySource, ClosingDropsTheAnswerOfARunningProbe) {
+    openRelay(source.endpoint());
+    controller->close();
+    test::runFor(50ms);
+    EXPECT_TRUE(signalled->texts().empty());
+    EXPECT_FALSE(controller->hasSource());
+}
+
+TEST_F(RelaySource, ClosingForgetsIt) {
     openSource();
     controller->close();
     EXPECT_EQ(signalled->texts(), Texts{"closed()"});

@@ -166,6 +166,7 @@ TEST_F(CounterLoop, TheThirdTimeOutInARowIsAFailure) {
     EXPECT_EQ(calls[calls.size() - 2], "tt_stop_measurement_stream(0)");
     EXPECT_EQ(calls.back(), "tt_set_test_signal(0,1)");
     EXPECT_EQ(driver->count("tt_stop_measurement_stream"), 1);
+    EXPECT_EQ(driver->count("tt_read_count_stream_sample"), 4);
 }
 
 TEST_F(CounterLoop, AnotherReadFailureIsOneAtOnce) {
@@ -213,7 +214,7 @@ TEST_F(CounterLoop, FailuresOfTheCleanUpDoNotHideTheFirst) {
 }
 
 TEST_F(CounterLoop, AStopBeforeTheFirstReadStopsInOrder) {
-    stop = true;
+    driver->onCall("tt_start_count_stream", [this](int) { stop = true; });
     run(0.1);
     EXPECT_EQ(driver->count("tt_read_count_stream_sample"), 0);
     EXPECT_EQ(driver->calls().back(), "tt_stop_measurement_stream(1)");
@@ -225,6 +226,14 @@ TEST_F(CounterLoop, AFailedOrderlyStopIsToldAndTheSourceIsDisarmed) {
     driver->fail("tt_stop_measurement_stream", -1, "bus");
     EXPECT_EQ(test::failureOf([&] { run(0.1, true); }), "stop_measurement_stream: general failure (bus)");
     EXPECT_EQ(driver->callsOf("tt_set_test_signal").back(), "tt_set_test_signal(0,1)");
+}
+
+TEST_F(CounterLoop, AStopDuringTheWaitForTheReferenceStartsNothing) {
+    driver->change([](auto& script) { script.clock = {2, 1, 0, 0, 0, 0, 1, 0, 0}; });
+    clock.onSleep = [this](std::size_t number) { stop = number == 3; };
+    EXPECT_NO_THROW(run(0.1, true, 5.0, {timing::ReferenceClockSource::External, {}, true}));
+    EXPECT_EQ(driver->count("tt_set_test_signal"), 0);
+    EXPECT_EQ(driver->count("tt_start_count_stream"), 0);
 }
 
 TEST_F(CounterLoop, NothingIsMeasuredOnAnotherTimebase) {
