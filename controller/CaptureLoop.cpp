@@ -73,7 +73,8 @@ timing::StreamFileHeader configureStream(timing::Device& device, const CaptureRe
     timing::StreamFileHeader header;
     header.format = driverFormat(settings.format);
     header.mode = external ? timing::StreamMode::External : timing::StreamMode::Internal;
-    header.transport = settings.streamInterface == 1 ? timing::Transport::Uart : timing::Transport::Usb;
+    header.transport =
+        settings.interface == StreamInterface::UartService ? timing::Transport::Uart : timing::Transport::Usb;
     header.channel_mask = request.channelMask == 0 ? kAllChannels : request.channelMask;
     header.tdl_index = settings.streamTdlIndex;
     header.delta_bits = settings.packedDeltaBits;

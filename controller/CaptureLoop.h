@@ -17,10 +17,12 @@ namespace qorn::timetagger::gui {
 // The stream formats as the operator chooses them; the driver numbers them otherwise.
 enum class StreamChoice { PackedDelta = 0, Delta32 = 1, Raw64 = 2 };
 
+enum class StreamInterface { Usb = 0, UartService = 1 };
+
 // How the instrument is asked to stream, beyond what a measurement decides.
 struct StreamSettings {
     StreamChoice format = StreamChoice::PackedDelta;
-    int streamInterface = 0; // 0 USB, 1 UART service
+    StreamInterface interface = StreamInterface::Usb;
     bool uartArmed = false;
     quint8 packedDeltaBits = 16;
     quint16 packedQuantumPs = 8;

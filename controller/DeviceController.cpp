@@ -6,7 +6,6 @@
 #include "RelayClient.h"
 #include "UsbTasks.h"
 
-#include <QThread>
 #include <QThreadPool>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
@@ -96,7 +95,7 @@ QFuture<void> DeviceController::runOnPool(std::function<void()> job) {
 }
 
 void DeviceController::close() {
-    Q_ASSERT(QThread::currentThread() == thread());
+    assertOwnThread();
     stopRequested = true;
     captureFuture.waitForFinished();
     cancelCalibrationRequested = true;
@@ -126,10 +125,15 @@ bool DeviceController::refuseSecondSource(const QString& text) {
     return false;
 }
 
+bool DeviceController::refuseSecondDevice() {
+    return refuseSecondSource(
+        tr("A device is already open in this window. Close it first, or start a second GUI "
+           "instance for another TDC."));
+}
+
 void DeviceController::openPort(const QString& port) {
-    if (refuseSecondSource(
-            tr("A device is already open in this window. Close it first, or start a second GUI "
-               "instance for another TDC."))) {
+    assertOwnThread();
+    if (refuseSecondDevice()) {
         return;
     }
     const QString trimmed = port.trimmed();
@@ -141,16 +145,14 @@ void DeviceController::openPort(const QString& port) {
 }
 
 void DeviceController::openFirst() {
-    if (refuseSecondSource(
-            tr("A device is already open in this window. Close it first, or start a second GUI "
-               "instance for another TDC."))) {
+    assertOwnThread();
+    if (refuseSecondDevice()) {
         return;
     }
     openDevice([] { return timing::Device::open_first(timing::Device::kDefaultBaud); });
 }
 
 void DeviceController::openDevice(const std::function<timing::Device()>& opener) {
-    Q_ASSERT(QThread::currentThread() == thread());
     try {
         device = std::make_unique<timing::Device>(opener());
         const timing::Identity opened = device->identify();
@@ -210,6 +212,7 @@ void DeviceController::takeSavedCalibration() {
 }
 
 void DeviceController::openRelay(const QString& host, quint16 streamPort, quint16 statusPort) {
+    assertOwnThread();
     if (refuseSecondSource(tr("A data source is already open in this window. Close it first."))) {
         return;
     }
@@ -247,7 +250,7 @@ void DeviceController::openRelay(const QString& host, quint16 streamPort, quint1
 }
 
 void DeviceController::discoverDevices() {
-    Q_ASSERT(QThread::currentThread() == thread());
+    assertOwnThread();
     if (cyclingUsb || discovering || discoveryFuture.isRunning() || usbCycleFuture.isRunning()) {
         rescanPending = true;
         return;
@@ -277,7 +280,7 @@ void DeviceController::rescanIfPending() {
 }
 
 void DeviceController::cycleUsbDevice(const QString& port) {
-    Q_ASSERT(QThread::currentThread() == thread());
+    assertOwnThread();
     const QString trimmed = port.trimmed();
     if (cyclingUsb || usbCycleFuture.isRunning()) {
         Q_EMIT usbCycleFinished(false, tr("A USB reset is already in progress."));
@@ -337,7 +340,7 @@ void DeviceController::finishAsyncOperation() {
 
 void DeviceController::startCounterMeasurements(double gateSeconds, bool internalSource,
                                                 double internalRateHz) {
-    Q_ASSERT(QThread::currentThread() == thread());
+    assertOwnThread();
     if (!hasDevice()) {
         Q_EMIT captureError(tr("Device is not open"));
         return;
@@ -357,7 +360,7 @@ void DeviceController::startCounterMeasurements(double gateSeconds, bool interna
 void DeviceController::startCapture(const QString& mode, double internalRateHz, int batchSize,
                                     unsigned char channelMask, int maxUiTagsPerSecond,
                                     const UiTimeTagRecordingConfig& recording) {
-    Q_ASSERT(QThread::currentThread() == thread());
+    assertOwnThread();
     if (!hasSource()) {
         Q_EMIT captureError(tr("Device is not open"));
         return;

@@ -26,6 +26,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QThread>
 
 #include <array>
 #include <atomic>
@@ -137,6 +138,7 @@ private:
     class Events;
     enum class CalibrationFile { Missing, Broken, Loaded };
 
+    void assertOwnThread() const { Q_ASSERT(QThread::currentThread() == thread()); }
     // Runs `job` on the pool. The job must not throw.
     QFuture<void> runOnPool(std::function<void()> job);
     // Queues `report` to the GUI thread. Any thread.
@@ -154,6 +156,7 @@ private:
     void applyClockWishLater();
     CalibrationFile loadCalibrationFile(QString* error);
     bool refuseSecondSource(const QString& text);
+    bool refuseSecondDevice();
     void finishDiscovery(const QList<UiDiscoveredDevice>& devices, const QString& message);
     void finishUsbCycle(bool ok, const QString& message);
     void rescanIfPending();

@@ -3,6 +3,7 @@
 
 #include "Driver.h"
 #include "Error.h"
+#include "TextOut.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,12 +25,6 @@ bool meansNoClockControl(const timing::Error& failure) {
 
 QString text(const std::exception& failure) {
     return QString::fromUtf8(failure.what());
-}
-
-void setText(QString* target, const QString& value) {
-    if (target != nullptr) {
-        *target = value;
-    }
 }
 
 } // namespace
@@ -86,12 +81,14 @@ bool DeviceController::trySetReferenceClock(timing::ReferenceClockSource source,
 
 void DeviceController::setReferenceClockWish(timing::ReferenceClockSource source,
                                              timing::ReferenceSignal signal) {
+    assertOwnThread();
     clockSource = source;
     clockSignal = signal;
 }
 
 bool DeviceController::applyReferenceClockConfig(timing::ReferenceClockSource source,
                                                  timing::ReferenceSignal signal, QString* error) {
+    assertOwnThread();
     setReferenceClockWish(source, signal);
     if (!hasDevice()) {
         emitClockUnavailable(QString());
@@ -117,6 +114,7 @@ bool DeviceController::applyReferenceClockConfig(timing::ReferenceClockSource so
 }
 
 void DeviceController::refreshClockStatus() {
+    assertOwnThread();
     if (!hasDevice()) {
         emitClockUnavailable(QString());
         return;
@@ -152,6 +150,7 @@ void DeviceController::applyClockWishLater() {
 }
 
 bool DeviceController::setThresholds(const std::array<double, timing::kChannels>& volts, QString* error) {
+    assertOwnThread();
     if (!hasDevice()) {
         setText(error, tr("Device is not open"));
         return false;
@@ -171,6 +170,7 @@ bool DeviceController::setThresholds(const std::array<double, timing::kChannels>
 
 bool DeviceController::setInputDeadTimesNs(const std::array<double, timing::kChannels>& ns,
                                            std::array<double, timing::kChannels>* applied, QString* error) {
+    assertOwnThread();
     if (!hasDevice()) {
         setText(error, tr("Device is not open"));
         return false;
@@ -210,6 +210,7 @@ bool DeviceController::setInputDeadTimeNs(double ns, double* applied, QString* e
 
 bool DeviceController::setTdlMasks(const std::array<unsigned char, timing::kChannels>& masks,
                                    QString* error) {
+    assertOwnThread();
     std::transform(masks.begin(), masks.end(), inputs.tdlMasks.begin(),
                    [](unsigned char mask) { return static_cast<unsigned char>(mask & 7); });
     if (!hasDevice()) {
@@ -241,6 +242,7 @@ DeviceController::CalibrationFile DeviceController::loadCalibrationFile(QString*
 }
 
 bool DeviceController::loadCalibrationFileFromPath(const QString& path, QString* error) {
+    assertOwnThread();
     if (!hostCalibration.loadCalibrationFileFromPath(path, serial, error)) {
         return false;
     }
@@ -258,6 +260,7 @@ void DeviceController::takeHostLuts() {
 }
 
 bool DeviceController::applyCalibration(bool upload, bool store, QString* report) {
+    assertOwnThread();
     if (!hasDevice()) {
         setText(report, tr("Device is not open"));
         return false;
@@ -322,6 +325,7 @@ void DeviceController::uploadCalibrationFile(const QString& path) {
 }
 
 void DeviceController::uploadCalibrationFileAsync(const QString& path, bool openingDevice) {
+    assertOwnThread();
     if (!hasDevice()) {
         Q_EMIT calibrationUploadFinished(false, tr("Device is not open"));
         return;
@@ -376,6 +380,7 @@ bool DeviceController::uploadCalibrationViaPublicApi(
 
 bool DeviceController::setRelayServerEnabled(bool enabled, quint16 streamPort, quint16 statusPort,
                                              QString* message) {
+    assertOwnThread();
     if (!enabled) {
         relayServer->stop();
         setText(message, QString());

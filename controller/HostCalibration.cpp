@@ -2,6 +2,7 @@
 
 #include "Driver.h"
 #include "Error.h"
+#include "TextOut.h"
 
 #include <QCoreApplication>
 
@@ -13,12 +14,6 @@ namespace {
 
 QString tr(const char* text) {
     return QCoreApplication::translate("HostCalibration", text);
-}
-
-void setText(QString* target, const QString& text) {
-    if (target != nullptr) {
-        *target = text;
-    }
 }
 
 // The serial as a part of a file name.

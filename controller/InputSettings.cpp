@@ -3,6 +3,7 @@
 #include "Device.h"
 #include "Driver.h"
 #include "Error.h"
+#include "TextOut.h"
 
 #include <QCoreApplication>
 
@@ -32,10 +33,8 @@ bool toDeadTimesPs(const std::array<double, timing::kChannels>& ns,
                    std::array<std::int64_t, timing::kChannels>& ps, QString* error) {
     for (std::size_t input = 0; input < ns.size(); ++input) {
         if (!std::isfinite(ns[input]) || ns[input] < 0.0) {
-            if (error != nullptr) {
-                *error =
-                    QCoreApplication::translate("InputSettings", "Input dead time must be zero or positive");
-            }
+            setText(error,
+                    QCoreApplication::translate("InputSettings", "Input dead time must be zero or positive"));
             return false;
         }
         ps[input] = std::llround(std::min(ns[input], kMostNs) * kPsPerNs);

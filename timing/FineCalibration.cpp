@@ -15,10 +15,9 @@ constexpr std::string_view kMagic = "XCAL";
 constexpr std::uint32_t kVersion = 1;
 constexpr std::uint32_t kLongestSerial = 256;
 constexpr std::uint32_t kMostTdls = 8;
-constexpr std::uint32_t kMostEntries = 1048576;
 // A complete file is at most so large: header, tables of all inputs and lines, offsets.
 constexpr std::size_t kLargestFile =
-    16 + kLongestSerial + kMostTdls * (1 + kChannels * (4 + std::size_t{kMostEntries} * 8)) + 80;
+    16 + kLongestSerial + kMostTdls * (1 + kChannels * (4 + std::size_t{FineLut::kMostFileEntries} * 8)) + 80;
 
 class Writer {
 public:
@@ -101,7 +100,7 @@ bool load_calibration_file(const std::string& path, FineCalibration& calibration
         entry.tdl_index = reader.u8();
         for (FineLut& lut : entry.luts) {
             const std::uint32_t entries = reader.u32();
-            if (entries < 1 || entries > kMostEntries) {
+            if (entries < 1 || entries > FineLut::kMostFileEntries) {
                 return false;
             }
             lut.entries = reader.i64s(entries);

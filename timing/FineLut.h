@@ -10,6 +10,7 @@ namespace qorn::timing {
 
 struct FineLut {
     static constexpr std::size_t kCodes = 8192;
+    static constexpr std::uint32_t kMostFileEntries = 1048576; // that a file may give a table
 
     std::vector<std::int64_t> entries; // kCodes values when well formed
 

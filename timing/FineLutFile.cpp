@@ -8,8 +8,7 @@ namespace {
 
 constexpr std::string_view kMagic = "TLUT";
 constexpr std::uint32_t kVersion = 1;
-constexpr std::uint32_t kMostEntries = 1048576;
-constexpr std::size_t kLargestFile = 8 + kChannels * (4 + std::size_t{kMostEntries} * 8);
+constexpr std::size_t kLargestFile = 8 + kChannels * (4 + std::size_t{FineLut::kMostFileEntries} * 8);
 
 } // namespace
 
@@ -25,7 +24,7 @@ std::optional<std::array<FineLut, kChannels>> load_fine_lut_file(const std::file
     std::array<FineLut, kChannels> luts;
     for (FineLut& lut : luts) {
         const std::uint32_t count = reader.u32();
-        if (count < 1 || count > kMostEntries) {
+        if (count < 1 || count > FineLut::kMostFileEntries) {
             return std::nullopt;
         }
         lut.entries = reader.i64s(count);

@@ -9,7 +9,6 @@ namespace qorn::timetagger::gui {
 namespace {
 
 constexpr double kPsPerSecond = 1e12;
-constexpr double kMegabytesPerTag = 8.0 / 1e6; // of decoded tags
 
 } // namespace
 

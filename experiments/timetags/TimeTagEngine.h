@@ -16,6 +16,8 @@ namespace qorn::timetagger::gui {
 
 class TimeTagEngine {
 public:
+    static constexpr double kMegabytesPerTag = 8.0 / 1e6; // of decoded tags
+
     // Takes bin width and history limit: the width from the next tag on, the open bin keeping its start; a
     // lower limit drops the oldest bins at once. Quantity, grouping and scaling recast all that is stored.
     void apply(const TimeTagSettings& newSettings);

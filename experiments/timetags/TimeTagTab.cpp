@@ -210,7 +210,7 @@ void TimeTagTab::refreshPlot() {
          QStringLiteral("%1, %2, %3")
              .arg(quantityBox->currentText(), groupBox->currentText(), scaleBox->currentText())},
         {});
-    const double decodedMegabytes = static_cast<double>(engine.totalTags()) * 8.0 / 1e6;
+    const double decodedMegabytes = static_cast<double>(engine.totalTags()) * TimeTagEngine::kMegabytesPerTag;
     status->setText(tr("tags %1   elapsed %2 s   decoded %3 MB")
                         .arg(engine.totalTags())
                         .arg(engine.elapsedSeconds(), 0, 'f', 3)

@@ -125,7 +125,7 @@ TEST_F(CaptureSetup, UartIsRefusedUnlessArmed) {
          {StreamChoice::PackedDelta, StreamChoice::Delta32, StreamChoice::Raw64}) {
         driver->clearLog();
         request.stream.format = format;
-        request.stream.streamInterface = 1;
+        request.stream.interface = StreamInterface::UartService;
         request.stream.uartArmed = false;
         EXPECT_EQ(failure(), kUartRefused);
         EXPECT_EQ(driver->count("tt_set_stream_interface"), 0);
@@ -135,7 +135,7 @@ TEST_F(CaptureSetup, UartIsRefusedUnlessArmed) {
 }
 
 TEST_F(CaptureSetup, AnArmedUartIsTransportZero) {
-    request.stream.streamInterface = 1;
+    request.stream.interface = StreamInterface::UartService;
     request.stream.uartArmed = true;
     run();
     EXPECT_EQ(driver->callsOf("tt_set_stream_interface"), Texts{"tt_set_stream_interface(0,2)"});
@@ -223,7 +223,7 @@ TEST_F(CaptureSetup, TheRecordingsHeaderDescribesSourceAndStream) {
     struct Row {
         StreamChoice format;
         const char* mode;
-        int uart;
+        StreamInterface interface;
         int mask;
         const char* transport;
         int deltaBits;
@@ -233,14 +233,15 @@ TEST_F(CaptureSetup, TheRecordingsHeaderDescribesSourceAndStream) {
         [](auto& script) { script.appliedPacked = std::pair<std::uint8_t, std::uint16_t>(20, 32); });
     int number = 0;
     for (const Row& row : {
-             Row{StreamChoice::PackedDelta, "external", 0, 0, "usb", 20, 32}, // what came back
-             Row{StreamChoice::PackedDelta, "internal", 1, 6, "uart", 20, 32},
-             Row{StreamChoice::Delta32, "external", 0, 15, "usb", 17, 4}, // as they are
-             Row{StreamChoice::Raw64, "internal", 0, 9, "usb", 17, 4},
+             Row{StreamChoice::PackedDelta, "external", StreamInterface::Usb, 0, "usb", 20,
+                 32}, // what came back
+             Row{StreamChoice::PackedDelta, "internal", StreamInterface::UartService, 6, "uart", 20, 32},
+             Row{StreamChoice::Delta32, "external", StreamInterface::Usb, 15, "usb", 17, 4}, // as they are
+             Row{StreamChoice::Raw64, "internal", StreamInterface::Usb, 9, "usb", 17, 4},
          }) {
         request.mode = QString::fromLatin1(row.mode);
         request.channelMask = static_cast<quint8>(row.mask);
-        request.stream = {row.format, row.uart, true, 17, 4, 3};
+        request.stream = {row.format, row.interface, true, 17, 4, 3};
         request.source = {"Qorn Timing 0.3.0", "TDC", "SN0001", "ftdi://SN0001"};
         request.recording.path = QString::fromStdString(folder.file("run" + std::to_string(++number)));
         run();
