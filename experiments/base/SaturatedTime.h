@@ -1,4 +1,4 @@
-// Differences of times from a stream, which may be anything.
+// Arithmetic on times from a stream, which may be anything.
 #pragma once
 
 #include <QtGlobal>
@@ -14,6 +14,15 @@ inline qint64 saturatedDifference(qint64 a, qint64 b) {
         return a > b ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
     }
     return difference;
+}
+
+// a + b in ps, held at the ends of the range.
+inline qint64 saturatedSum(qint64 a, qint64 b) {
+    qint64 sum = 0;
+    if (__builtin_add_overflow(a, b, &sum)) {
+        return b > 0 ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
+    }
+    return sum;
 }
 
 } // namespace qorn::timetagger::gui
