@@ -1,6 +1,7 @@
 #include "BarChartWidget.h"
 
 #include "AxisLimitsDialog.h"
+#include "PlotFile.h"
 #include "PlotGeometry.h"
 #include "PlotPainter.h"
 #include "PlotScheme.h"
@@ -38,26 +39,13 @@ BarChartWidget::BarChartWidget(QWidget* parent) : QWidget(parent) {
 BarChartWidget::~BarChartWidget() = default;
 
 void BarChartWidget::setBars(const QList<double>& xs, const QList<double>& heights, double barWidth) {
-    model.barXs = xs;
-    model.barHeights = heights;
-    model.barWidth = std::max(0.0, barWidth);
-    model.seriesXs.clear();
-    model.seriesYs.clear();
-    model.seriesLabels.clear();
-    model.seriesColors.clear();
-    model.seriesMode = SeriesMode::Bars;
+    model.showBars(xs, heights, barWidth);
     update();
 }
 
 void BarChartWidget::setSeries(const QList<QList<double>>& xs, const QList<QList<double>>& ys,
                                const QStringList& labels, const QList<QColor>& colors, SeriesMode mode) {
-    model.seriesXs = xs;
-    model.seriesYs = ys;
-    model.seriesLabels = labels;
-    model.seriesColors = colors;
-    model.seriesMode = mode;
-    model.barXs.clear();
-    model.barHeights.clear();
+    model.showSeries(xs, ys, labels, colors, mode);
     update();
 }
 
@@ -73,21 +61,13 @@ void BarChartWidget::setOverlaySeries(const QList<QList<double>>& xs, const QLis
 }
 
 void BarChartWidget::clearOverlaySeries() {
-    model.overlayXs.clear();
-    model.overlayYs.clear();
-    model.overlayLabels.clear();
-    model.overlayColors.clear();
+    model.clearOverlays();
     update();
 }
 
 void BarChartWidget::clearSeries() {
-    model.barXs.clear();
-    model.barHeights.clear();
-    model.seriesXs.clear();
-    model.seriesYs.clear();
-    model.seriesLabels.clear();
-    model.seriesColors.clear();
-    clearOverlaySeries();
+    model.clearData();
+    update();
 }
 
 void BarChartWidget::setXRange(double lo, double hi) {
@@ -204,6 +184,28 @@ QList<double> BarChartWidget::niceTicks(double min, double max, int target, int&
 
 QString BarChartWidget::formatTick(double value, int decimals) {
     return gui::formatTick(value, decimals);
+}
+
+QByteArray BarChartWidget::toBinary() const {
+    return encodePlot(model);
+}
+
+bool BarChartWidget::loadBinary(const QByteArray& bytes, QString* error) {
+    if (!decodePlot(bytes, model, error))
+        return false;
+    update();
+    return true;
+}
+
+QString BarChartWidget::toCsv() const {
+    return encodePlotCsv(model);
+}
+
+bool BarChartWidget::loadCsv(const QString& text, QString* error) {
+    if (!decodePlotCsv(text, model, error))
+        return false;
+    update();
+    return true;
 }
 
 void BarChartWidget::resetView() {

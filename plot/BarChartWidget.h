@@ -9,6 +9,7 @@
 #include "PlotInteraction.h"
 #include "PlotModel.h"
 
+#include <QByteArray>
 #include <QColor>
 #include <QFont>
 #include <QList>
@@ -79,6 +80,14 @@ public:
     static QList<double> niceTicks(double min, double max, int target, int& decimals);
     // Text of a tick with trailing zeros removed and a suffix k, M, G or T from 1000 on.
     static QString formatTick(double value, int decimals);
+
+    // The whole display state as bytes of a plot file, and only the data as comma separated text; the loaders
+    // show what such bytes or such a text hold and let the view go over all of it. On false the plot is as it
+    // was and `error`, if not null, says why. Formats: docs/formats.md.
+    QByteArray toBinary() const;
+    bool loadBinary(const QByteArray& bytes, QString* error);
+    QString toCsv() const;
+    bool loadCsv(const QString& text, QString* error);
 
 public Q_SLOTS:
     void resetView();

@@ -91,6 +91,15 @@ struct PlotModel {
     qsizetype barCount() const { return qMin(barXs.size(), barHeights.size()); }
     qsizetype seriesCount() const { return qMin(seriesXs.size(), seriesYs.size()); }
     qsizetype overlayCount() const { return qMin(overlayXs.size(), overlayYs.size()); }
+
+    // Main data: bars of one full width (axis units, negative or NaN counts as 0), or series. Each replaces
+    // the other; overlays stay.
+    void showBars(const QList<double>& xs, const QList<double>& heights, double width);
+    void showSeries(const QList<QList<double>>& xs, const QList<QList<double>>& ys, const QStringList& labels,
+                    const QList<QColor>& colors, PlotSeriesMode mode);
+    void clearOverlays();
+    // Empties bars, series and overlays; modes, ticks, stat lines, markers and ranges stay.
+    void clearData();
 };
 
 } // namespace qorn::timetagger::gui

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 namespace qorn::timetagger::gui {
 
@@ -90,6 +91,24 @@ QColor seriesColorInForce(const QList<QColor>& schemePalette, qsizetype offset, 
     if (index >= 0 && index < own.size())
         return own[index];
     return fallback;
+}
+
+QList<QColor> distinctColors(const QColor& first, qsizetype count) {
+    constexpr int kDifferent = 12;
+    // The golden angle: steps of it never come close to an earlier one soon.
+    constexpr double kHueStep = 137.508;
+    constexpr double kFullCircle = 360.0;
+    const QColor start = first.toHsv();
+    QList<QColor> colors{first};
+    for (int i = 1; i < kDifferent; ++i) {
+        const double hue = std::fmod(std::max(0, start.hsvHue()) + i * kHueStep, kFullCircle);
+        colors.append(QColor::fromHsv(static_cast<int>(hue), start.hsvSaturation(), start.value()).toRgb());
+    }
+    colors.reserve(count);
+    while (colors.size() < count)
+        colors.append(colors[colors.size() - kDifferent]);
+    colors.resize(count);
+    return colors;
 }
 
 QColor mainSeriesColor(const PlotModel& model, qsizetype index) {

@@ -25,6 +25,10 @@ PlotColors plotColors(const PlotScheme& scheme, const QPalette& palette);
 QColor seriesColorInForce(const QList<QColor>& schemePalette, qsizetype offset, const QList<QColor>& own,
                           qsizetype index, const QColor& fallback);
 
+// As many colours as that for series that come without: `first` and others as strong, of hues apart from it
+// and from each other; they repeat after a dozen.
+QList<QColor> distinctColors(const QColor& first, qsizetype count);
+
 // Colour of a main series.
 QColor mainSeriesColor(const PlotModel& model, qsizetype index);
 
