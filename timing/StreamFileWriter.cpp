@@ -2,71 +2,161 @@
 
 #include "Error.h"
 
-#include <array>
+#include <algorithm>
 #include <limits>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace qorn::timing {
 namespace {
 
 constexpr std::size_t kBufferBytes = 1048576;
+constexpr std::size_t kDirectBytes = 65536; // and more are not worth a copy
+constexpr std::uint64_t kPageBytes = 4096;
 
-std::array<char, 4> little_endian(std::uint32_t value) {
-    return {static_cast<char>(value), static_cast<char>(value >> 8), static_cast<char>(value >> 16),
-            static_cast<char>(value >> 24)};
+std::uint64_t record_bytes(StreamFormat format) {
+    switch (format) {
+    case StreamFormat::Raw64:
+        return 8;
+    case StreamFormat::Delta32:
+        return 4;
+    case StreamFormat::PackedDelta:
+        break;
+    }
+    return 1; // records end at any bit
+}
+
+std::vector<std::uint8_t> head(const std::string& json) {
+    std::vector<std::uint8_t> bytes(kStreamFileMagic.begin(), kStreamFileMagic.end());
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        bytes.push_back(static_cast<std::uint8_t>(json.size() >> shift));
+    }
+    bytes.insert(bytes.end(), json.begin(), json.end());
+    return bytes;
 }
 
 } // namespace
 
-StreamFileWriter::~StreamFileWriter() = default;
+StreamFileWriter::~StreamFileWriter() {
+    flushBuffer();
+}
 
 void StreamFileWriter::open(const std::string& path, const StreamFileHeader& header) {
-    if (stream.is_open()) {
-        stream.close();
+    if (file.is_open()) {
+        flushBuffer();
+        file.close();
     }
-    stream.clear();
-    buffer.assign(kBufferBytes, '\0');
-    stream.rdbuf()->pubsetbuf(buffer.data(), static_cast<std::streamsize>(buffer.size()));
-    stream.open(path, std::ios::binary | std::ios::trunc);
-    if (!stream) {
+    buffer.assign(kBufferBytes, 0);
+    buffered = 0;
+    failed = false;
+    file = FileDescriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (!file.is_open()) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
     }
     const std::string json = detail::stream_header_to_json(header);
     if (json.size() > std::numeric_limits<std::uint32_t>::max()) {
         throw Error(TT_FAILED, "StreamFileWriter: header is too large");
     }
-    const auto length = little_endian(static_cast<std::uint32_t>(json.size()));
-    stream.write(kStreamFileMagic.data(), static_cast<std::streamsize>(kStreamFileMagic.size()));
-    stream.write(length.data(), static_cast<std::streamsize>(length.size()));
-    stream.write(json.data(), static_cast<std::streamsize>(json.size()));
-    if (!stream) {
+    const std::vector<std::uint8_t> bytes = head(json);
+    headBytes = bytes.size();
+    recordBytes = record_bytes(header.format);
+    fileBytes = 0;
+    recordsWritten = 0;
+    bytesWritten = bytes.size();
+    if (!put(bytes)) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: failed to write header");
     }
-    recordsWritten = 0;
-    bytesWritten = kStreamFileMagic.size() + length.size() + json.size();
 }
 
 void StreamFileWriter::append(std::span<const std::uint8_t> payload, std::uint64_t records) {
-    if (!stream.is_open() || !stream) {
-        throw Error(TT_NOT_OPEN, "StreamFileWriter: not open");
-    }
+    requireOpen();
     if (payload.data() == nullptr && !payload.empty()) {
         throw Error(TT_FAILED, "StreamFileWriter: null data");
     }
-    stream.write(reinterpret_cast<const char*>(payload.data()), static_cast<std::streamsize>(payload.size()));
-    if (!stream) {
+    if (!put(payload)) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: payload write failed");
     }
     recordsWritten += records;
     bytesWritten += payload.size();
 }
 
+void StreamFileWriter::flush() {
+    requireOpen();
+    if (!flushBuffer()) {
+        throw Error(TT_FILE_ERROR, "StreamFileWriter: payload write failed");
+    }
+}
+
 void StreamFileWriter::close() {
-    if (!stream.is_open()) {
+    if (!file.is_open()) {
         return;
     }
-    stream.close();
-    if (!stream) {
+    const bool written = flushBuffer();
+    if (!file.close() || !written) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: payload write failed");
+    }
+}
+
+void StreamFileWriter::requireOpen() const {
+    if (!file.is_open() || failed) {
+        throw Error(TT_NOT_OPEN, "StreamFileWriter: not open");
+    }
+}
+
+// Nothing goes behind a failure: it would stand in the place of what is missing.
+bool StreamFileWriter::flushBuffer() {
+    return !failed && write(std::span(buffer).first(std::exchange(buffered, 0)));
+}
+
+// Small amounts go into the buffer, large ones behind it to the file.
+bool StreamFileWriter::put(std::span<const std::uint8_t> bytes) {
+    const bool large = bytes.size() >= kDirectBytes;
+    if ((large || buffered + bytes.size() > buffer.size()) && !flushBuffer()) {
+        return false;
+    }
+    if (large) {
+        return write(bytes);
+    }
+    std::copy(bytes.begin(), bytes.end(), buffer.begin() + static_cast<std::ptrdiff_t>(buffered));
+    buffered += bytes.size();
+    return true;
+}
+
+bool StreamFileWriter::write(std::span<const std::uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const std::size_t size = pieceSize(bytes.size());
+        const std::size_t count = file.write(bytes.first(size));
+        fileBytes += count;
+        if (count < size) {
+            dropPartOfRecord();
+            return false;
+        }
+        bytes = bytes.subspan(count);
+    }
+    return true;
+}
+
+// A process that is killed inside a write leaves it at the end of a page. So a record that lies across pages
+// is a write of its own, and hardly a moment is left in which a kill could cut it.
+std::size_t StreamFileWriter::pieceSize(std::size_t left) const {
+    if (fileBytes < headBytes) {
+        return static_cast<std::size_t>(std::min<std::uint64_t>(left, headBytes - fileBytes));
+    }
+    if (recordBytes == 1) {
+        return left;
+    }
+    const std::uint64_t toPageEnd = kPageBytes - fileBytes % kPageBytes;
+    const std::uint64_t wholeRecords = toPageEnd - toPageEnd % recordBytes;
+    return static_cast<std::size_t>(std::min<std::uint64_t>(left, std::max(wholeRecords, recordBytes)));
+}
+
+void StreamFileWriter::dropPartOfRecord() {
+    failed = true;
+    const std::uint64_t part = fileBytes > headBytes ? (fileBytes - headBytes) % recordBytes : 0;
+    if (part > 0 && ::ftruncate(file.get(), static_cast<off_t>(fileBytes - part)) == 0) {
+        fileBytes -= part;
     }
 }
 

@@ -1,17 +1,18 @@
 // Writes one stream file: magic, JSON header, then whatever records the owner appends.
 #pragma once
 
+#include "FileDescriptor.h"
 #include "StreamFileHeader.h"
 
 #include <cstdint>
-#include <fstream>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace qorn::timing {
 
-// A plain single-threaded object; the destructor closes the file and swallows failures.
+// A plain single-threaded object; the destructor closes the file and swallows failures. Whatever ends it, a
+// full disk too, the file holds whole records.
 class StreamFileWriter {
 public:
     StreamFileWriter() = default;
@@ -23,20 +24,35 @@ public:
     // the file cannot be opened or written, -1 when the header is too large.
     void open(const std::string& path, const StreamFileHeader& header);
 
-    // Appends whole records. Throws Error: -6 when no file is open or an earlier write failed, -1 for a null
-    // pointer with a size, -2 when the write fails.
+    // Appends whole records; small amounts wait in a buffer. Throws Error: -6 when no file is open or an
+    // earlier write failed, -1 for a null pointer with a size, -2 when the write fails.
     void append(std::span<const std::uint8_t> payload, std::uint64_t records);
+
+    // Hands what waits in the buffer to the system. Throws Error as append() does.
+    void flush();
 
     // Flushes and closes. Throws Error with status -2 when the last bytes could not be written.
     void close();
 
-    bool is_open() const { return stream.is_open(); }
+    bool is_open() const { return file.is_open(); }
     std::uint64_t records_written() const { return recordsWritten; }
     std::uint64_t bytes_written() const { return bytesWritten; } // header included
 
 private:
-    std::vector<char> buffer; // declared before the stream, which uses it until its end
-    std::ofstream stream;
+    void requireOpen() const;
+    bool flushBuffer();
+    bool put(std::span<const std::uint8_t> bytes);
+    bool write(std::span<const std::uint8_t> bytes);
+    std::size_t pieceSize(std::size_t left) const;
+    void dropPartOfRecord();
+
+    FileDescriptor file;
+    std::vector<std::uint8_t> buffer;
+    std::size_t buffered = 0;
+    bool failed = false;         // a write has; nothing follows in this file
+    std::uint64_t headBytes = 0; // magic, length and header
+    std::uint64_t recordBytes = 1;
+    std::uint64_t fileBytes = 0; // that the system has taken
     std::uint64_t recordsWritten = 0;
     std::uint64_t bytesWritten = 0;
 };

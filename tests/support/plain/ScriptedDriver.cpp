@@ -128,6 +128,18 @@ void ScriptedDriver::feedSampleFailure(tt_status status, const std::string& last
     changed.notify_all();
 }
 
+void ScriptedDriver::feedCoincidence(const tt_coincidence_result& result) {
+    const std::lock_guard lock(mutex);
+    coincidences.push_back({TT_OK, result, {}});
+    changed.notify_all();
+}
+
+void ScriptedDriver::feedCoincidenceFailure(tt_status status, const std::string& lastError) {
+    const std::lock_guard lock(mutex);
+    coincidences.push_back({status, {}, lastError});
+    changed.notify_all();
+}
+
 std::vector<ScriptedDriver::Call> ScriptedDriver::log() const {
     const std::lock_guard lock(mutex);
     return entries;
@@ -290,31 +302,42 @@ tt_status ScriptedDriver::readStream(tt_device* device, std::span<std::uint8_t> 
     return status;
 }
 
-tt_status ScriptedDriver::readSample(tt_device* device, tt_count_sample* sample, std::uint32_t timeout_ms) {
-    tt_status status = command("tt_read_count_stream_sample", device, std::to_string(timeout_ms));
+template <typename Record>
+tt_status ScriptedDriver::takeFed(const char* function, tt_device* device, std::deque<Fed<Record>>& queue,
+                                  Record* record, std::uint32_t timeout_ms) {
+    tt_status status = command(function, device, std::to_string(timeout_ms));
     if (status != TT_OK) {
         return status;
     }
-    enter("tt_read_count_stream_sample", device);
+    enter(function, device);
     {
         std::unique_lock lock(mutex);
-        const tt_count_sample zero{};
-        if (std::memcmp(sample, &zero, sizeof zero) != 0) {
-            breach("tt_read_count_stream_sample into a record that was not zeroed");
+        const Record zero{};
+        if (std::memcmp(record, &zero, sizeof zero) != 0) {
+            breach(std::string(function) + " into a record that was not zeroed");
         }
         const auto limit =
             std::min<std::chrono::milliseconds>(std::chrono::milliseconds(timeout_ms), kEventLimit);
-        if (changed.wait_for(lock, limit, [&] { return !samples.empty(); })) {
-            status = samples.front().status;
-            *sample = samples.front().sample;
-            lastErrors[device] = samples.front().lastError;
-            samples.pop_front();
+        if (changed.wait_for(lock, limit, [&] { return !queue.empty(); })) {
+            status = queue.front().status;
+            *record = queue.front().record;
+            lastErrors[device] = queue.front().lastError;
+            queue.pop_front();
         } else {
             status = TT_TIMED_OUT;
         }
     }
     leave(device);
     return status;
+}
+
+tt_status ScriptedDriver::readSample(tt_device* device, tt_count_sample* sample, std::uint32_t timeout_ms) {
+    return takeFed("tt_read_count_stream_sample", device, samples, sample, timeout_ms);
+}
+
+tt_status ScriptedDriver::runCoincidence(tt_device* device, tt_coincidence_result* result,
+                                         std::uint32_t timeout_ms) {
+    return takeFed("tt_run_coincidence", device, coincidences, result, timeout_ms);
 }
 
 ScopedDriver::ScopedDriver() {

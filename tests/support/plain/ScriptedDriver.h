@@ -93,9 +93,8 @@ public:
     // Waits until a function was called `count` times in all.
     bool waitForCall(const std::string& function, int count = 1);
 
-    // --- the stream and the counter
-    // -------------------------------------------------------------------------- Hands out these bytes by
-    // reads of their own, in turn. With nothing left a read times out.
+    // --- the stream and the counters -----------------------------------------------------------------------
+    // Hands out these bytes by reads of their own, in turn. With nothing left a read times out.
     void feed(Bytes bytes);
     void feedEmpty(); // a successful read of 0 bytes
     void feedFailure(tt_status status, const std::string& lastError);
@@ -103,6 +102,9 @@ public:
     bool waitUntilStreamIdle();
     void feedSample(const tt_count_sample& sample);
     void feedSampleFailure(tt_status status, const std::string& lastError = {});
+    // Results of tt_run_coincidence, in turn. With nothing left it takes its time-out.
+    void feedCoincidence(const tt_coincidence_result& result);
+    void feedCoincidenceFailure(tt_status status, const std::string& lastError = {});
 
     // --- what happened
     // ---------------------------------------------------------------------------------------
@@ -130,9 +132,10 @@ private:
         Bytes bytes;
         std::string lastError;
     };
-    struct SamplePiece {
+    template <typename Record>
+    struct Fed {
         tt_status status = TT_OK;
-        tt_count_sample sample{};
+        Record record{};
         std::string lastError;
     };
 
@@ -148,6 +151,11 @@ private:
     tt_status readStream(tt_device* device, std::span<std::uint8_t> buffer, std::size_t* count,
                          int timeout_ms);
     tt_status readSample(tt_device* device, tt_count_sample* sample, std::uint32_t timeout_ms);
+    tt_status runCoincidence(tt_device* device, tt_coincidence_result* result, std::uint32_t timeout_ms);
+    // A command that waits for the next record of a queue.
+    template <typename Record>
+    tt_status takeFed(const char* function, tt_device* device, std::deque<Fed<Record>>& queue, Record* record,
+                      std::uint32_t timeout_ms);
 
     timing::DriverTable functions;
     mutable std::mutex mutex; // guards all below
@@ -160,7 +168,8 @@ private:
     std::map<std::string, int> held; // calls that wait, by held function
     std::deque<Piece> stream;
     bool streamIdle = false; // a read waits although all was read
-    std::deque<SamplePiece> samples;
+    std::deque<Fed<tt_count_sample>> samples;
+    std::deque<Fed<tt_coincidence_result>> coincidences;
     std::map<tt_device*, std::string> lastErrors;
     std::vector<std::unique_ptr<tt_device>> handles;
     std::set<const tt_discovery*> lists;

@@ -197,8 +197,9 @@ struct ScriptedFunctions {
     static tt_status setHwCoincidenceOffset(tt_device* device, int channel, int offset_ps) {
         return self().command("tt_set_hw_coincidence_offset_ps", device, join(channel, offset_ps));
     }
-    static tt_status runCoincidence(tt_device* device, tt_coincidence_result*, std::uint32_t timeout_ms) {
-        return self().command("tt_run_coincidence", device, join(timeout_ms));
+    static tt_status runCoincidence(tt_device* device, tt_coincidence_result* result,
+                                    std::uint32_t timeout_ms) {
+        return self().runCoincidence(device, result, timeout_ms);
     }
 
     static tt_status setStreamInterface(tt_device* device, int transport, int format) {
