@@ -2,6 +2,8 @@
 // nothing.
 #pragma once
 
+#include "UiCoincidenceConfig.h"
+
 #include <QString>
 #include <QtGlobal>
 
@@ -10,7 +12,7 @@
 namespace qorn::timetagger::gui {
 
 struct AcquisitionRequest {
-    enum class Kind { TagStream, HardwareCounter };
+    enum class Kind { TagStream, HardwareCounter, HardwareCoincidence };
 
     Kind kind = Kind::TagStream;
     // Status text, untranslated; %1 is the transport and %2 the signal mode, in hardware kinds %1 the mode.
@@ -22,8 +24,10 @@ struct AcquisitionRequest {
     int maxUiTagsPerSecond = 200000;
     std::optional<double> fixedRateHz = 100000.0; // in place of the operator's internal rate
 
-    // Hardware.
+    // Hardware counter.
     double gateSeconds = 0.1;
+    // Hardware coincidence.
+    UiCoincidenceConfig coincidence;
 };
 
 } // namespace qorn::timetagger::gui

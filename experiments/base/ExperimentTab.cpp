@@ -4,12 +4,20 @@
 #include "MeasurementFileNames.h"
 #include "MeasurementToolbar.h"
 #include "PlotColumn.h"
+#include "WarningBox.h"
 
 #include <QDir>
 #include <QFileDialog>
+#include <QJsonDocument>
 #include <QMessageBox>
+#include <QTimer>
 
 namespace qorn::timetagger::gui {
+namespace {
+
+constexpr int kSnapshotMs = 1000;
+
+} // namespace
 
 ExperimentTab::ExperimentTab(QWidget* parent) : QWidget(parent) {}
 
@@ -24,16 +32,18 @@ AcquisitionRequest ExperimentTab::acquisitionRequest(bool) const {
 }
 
 QToolBar* ExperimentTab::createMeasurementToolbar(QWidget* parent, bool plotControls, bool splitAction) {
-    auto* bar = new MeasurementToolbar(plotWidget(), plotControls, splitAction, parent);
+    auto* bar = new MeasurementToolbar(plotWidget(), {supportsLogging(), plotControls, splitAction}, parent);
     connect(bar, &MeasurementToolbar::playTriggered, this, &ExperimentTab::startRequested);
     connect(bar, &MeasurementToolbar::pauseTriggered, this, &ExperimentTab::pauseRequested);
     connect(bar, &MeasurementToolbar::stopTriggered, this, &ExperimentTab::cancelRequested);
     connect(bar, &MeasurementToolbar::resetTriggered, this, &ExperimentTab::restartRequested);
     connect(bar, &MeasurementToolbar::saveImageTriggered, this, &ExperimentTab::saveImage);
     connect(bar, &MeasurementToolbar::recordToggled, this, &ExperimentTab::setTimeTagRecordingEnabled);
+    connect(bar, &MeasurementToolbar::logTriggered, this, &ExperimentTab::toggleLog);
     connect(bar, &MeasurementToolbar::splitTriggered, this, &ExperimentTab::splitRequested);
     toolbar = bar;
     running = false;
+    updateLogAction();
     updateTimeTagRecordAction();
     return bar;
 }
@@ -63,10 +73,7 @@ void ExperimentTab::returnPlot() {
 
 void ExperimentTab::setLogContext(const QString& deviceText, const QString& serialText,
                                   const QString& sourceText, const QString& transportText) {
-    device = deviceText;
-    serial = serialText;
-    source = sourceText;
-    streamTransport = transportText;
+    context = {deviceText, serialText, sourceText, transportText};
 }
 
 QString ExperimentTab::settingsKey() const {
@@ -102,9 +109,7 @@ UiTimeTagRecordingConfig ExperimentTab::timeTagRecordingConfig() const {
         return {};
     }
     const QString chosen = shared.timeTagsDirectory.trimmed();
-    const MeasurementFileName name{logFileStem(),      serial, QStringLiteral("qornts"),
-                                   logFileExtension(), 0,      QDateTime::currentDateTime()};
-    return {makeMeasurementFilePath(chosen.isEmpty() ? defaultLogDirectory() : chosen, name),
+    return {makeLogFilePath(chosen.isEmpty() ? defaultLogDirectory() : chosen, QStringLiteral("qornts"), 0),
             shared.timeTagsRotateSeconds, shared.timeTagsMaximumDurationSeconds};
 }
 
@@ -128,6 +133,155 @@ void ExperimentTab::loadSharedConfig(const QJsonObject& object) {
     settings().takeJson(object);
     settings().save(settingsKey());
     updateTimeTagRecordAction();
+    updateLogAction();
+}
+
+bool ExperimentTab::startLog() {
+    return startLogInDirectory(settings().logDirectory);
+}
+
+bool ExperimentTab::startLogInDirectory(const QString& directory) {
+    const QString folder = directory.trimmed();
+    if (folder.isEmpty()) {
+        return false;
+    }
+    stopLog();
+    if (!QDir().mkpath(folder)) {
+        showWarning(this, tr("Log failed"), tr("Could not create log folder:\n%1").arg(folder));
+        return false;
+    }
+    settings().logDirectory = QDir::toNativeSeparators(folder);
+    QString error;
+    if (!log.start(error)) {
+        showWarning(this, tr("Log failed"),
+                    error.isEmpty() ? tr("Could not open measurement log file.") : error);
+        return false;
+    }
+    settings().save(settingsKey());
+    if (snapshotTimer == nullptr) {
+        snapshotTimer = new QTimer(this);
+        snapshotTimer->setInterval(kSnapshotMs);
+        connect(snapshotTimer, &QTimer::timeout, this, &ExperimentTab::appendPlotSnapshot);
+    }
+    snapshotTimer->start();
+    updateLogAction();
+    appendPlotSnapshot();
+    return true;
+}
+
+void ExperimentTab::stopLog() {
+    if (snapshotTimer != nullptr) {
+        snapshotTimer->stop();
+    }
+    log.stop();
+    updateLogAction();
+}
+
+void ExperimentTab::toggleLog() {
+    if (log.isOpen()) {
+        stopLog();
+    } else {
+        startLog();
+    }
+}
+
+bool ExperimentTab::rolloverLogIfNeeded() {
+    QString error;
+    switch (log.prepare(error)) {
+    case MeasurementLog::State::Ready:
+        return true;
+    case MeasurementLog::State::Closed:
+        return false;
+    case MeasurementLog::State::Ended:
+        stopLog();
+        return false;
+    case MeasurementLog::State::Failed:
+        stopLog();
+        showWarning(this, tr("Log failed"),
+                    error.isEmpty() ? tr("Could not create the next log file.") : error);
+        return false;
+    }
+    return false;
+}
+
+void ExperimentTab::appendLogRow(const QStringList& fields, bool flush) {
+    appendLogRows({fields}, flush);
+}
+
+void ExperimentTab::appendLogRows(const QList<QStringList>& rows, bool flush) {
+    if (!rolloverLogIfNeeded()) {
+        return;
+    }
+    for (const QStringList& row : rows) {
+        log.writeRow(row);
+    }
+    if (flush) {
+        log.flush();
+    }
+}
+
+void ExperimentTab::appendLogText(const QString& text, bool flush) {
+    if (!rolloverLogIfNeeded()) {
+        return;
+    }
+    log.writeText(text);
+    if (flush) {
+        log.flush();
+    }
+}
+
+void ExperimentTab::appendPlotSnapshot() {
+    const BarChartWidget* plot = plotWidget();
+    if (plot == nullptr || !rolloverLogIfNeeded()) {
+        return;
+    }
+    log.writeSnapshot({[plot] { return plot->toBinary(); }, [plot] { return plot->toCsv(); }});
+    log.flush();
+}
+
+void ExperimentTab::flushLog() {
+    log.flush();
+}
+
+bool ExperimentTab::openLogFile(const QString& path, QString* error) {
+    return log.openFile(path, error);
+}
+
+void ExperimentTab::closeLogFile() {
+    log.closeFile();
+}
+
+void ExperimentTab::updateLogAction() {
+    if (toolbar) {
+        toolbar->setLogging(log.isOpen(), measurementLogExtension());
+    }
+}
+
+LogPlan ExperimentTab::logPlan() const {
+    const SharedSettings& shared = settings();
+    return {shared.logDirectory, shared.logFormat, shared.logRotateSeconds, shared.logMaximumDurationSeconds};
+}
+
+LogHeader ExperimentTab::logHeader() const {
+    return {experimentType(), context, QJsonDocument(saveConfig()).toJson(QJsonDocument::Compact),
+            logCsvHeader()};
+}
+
+QString ExperimentTab::measurementLogExtension() const {
+    return logExtension(settings().logFormat);
+}
+
+QString ExperimentTab::defaultLogDirectory() const {
+    return gui::defaultLogDirectory();
+}
+
+QString ExperimentTab::makeLogFilePath(const QString& directory, const QString& extension, int part) const {
+    return makeMeasurementFilePath(directory, {logFileStem(), context.serial, extension, logFileExtension(),
+                                               part, logClock.localTime()});
+}
+
+QString ExperimentTab::csvLine(const QStringList& fields) {
+    return gui::csvLine(fields);
 }
 
 void ExperimentTab::saveImage() {

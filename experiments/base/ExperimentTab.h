@@ -1,11 +1,11 @@
-// Base of the measurement tabs: what all of them share, their toolbar, running state, recording flag, log
-// context and the lending of their plot. The window drives a tab through the virtual operations and answers
-// its requests.
+// Base of the measurement tabs: what all of them share, their toolbar, running state, recording flag, log and
+// the lending of their plot. The window drives a tab through the virtual operations and answers its requests.
 //
 // A widget of the workspace, GUI thread only.
 #pragma once
 
 #include "AcquisitionRequest.h"
+#include "MeasurementLog.h"
 #include "SharedSettings.h"
 #include "UiCoincidenceSample.h"
 #include "UiCounterSample.h"
@@ -20,6 +20,7 @@
 
 #include <optional>
 
+class QTimer;
 class QToolBar;
 
 namespace qorn::timetagger::gui {
@@ -28,7 +29,7 @@ class BarChartWidget;
 class MeasurementToolbar;
 class PlotColumn;
 
-class ExperimentTab : public QWidget {
+class ExperimentTab : public QWidget, private LogOwner {
     Q_OBJECT
 public:
     explicit ExperimentTab(QWidget* parent = nullptr);
@@ -77,7 +78,37 @@ public:
     // What stands in file names and log headers about the source.
     void setLogContext(const QString& deviceText, const QString& serialText, const QString& sourceText,
                        const QString& transportText);
-    QString logSerial() const { return serial; }
+    QString logSerial() const { return context.serial; }
+
+    // The measurement's log; runs on whether the acquisition does or not. Starting asks the settings for
+    // folder, format and limits, and ends a log that is open; it is false, after a warning, when there is no
+    // folder or no file. A blank folder is false without a warning.
+    bool startLog();
+    bool startLogInDirectory(const QString& directory);
+    void stopLog();
+    bool isLogOpen() const { return log.isOpen(); }
+    QString currentLogPath() const { return log.path(); } // empty while no log is open
+
+    // What a tab hands in; nothing happens while no log is open, and before a row or text goes to the log it
+    // may go on to its next file. `flush` hands all so far to the system, so many rows cost one flush.
+    void appendLogRow(const QStringList& fields, bool flush);
+    void appendLogRows(const QList<QStringList>& rows, bool flush);
+    // The text format expects line ends in the text.
+    void appendLogText(const QString& text, bool flush);
+    void flushLog();
+    // Goes on to the next file, or ends the log, when it is time. True when the log may take data now.
+    bool rolloverLogIfNeeded();
+
+    // "csv" or "qornlog", by the settings.
+    QString measurementLogExtension() const;
+    QString defaultLogDirectory() const;
+    // Where a file of this measurement would be written now; the first part is 0.
+    QString makeLogFilePath(const QString& directory, const QString& extension, int part) const override;
+    // One line of CSV without its end.
+    static QString csvLine(const QStringList& fields);
+    // Opens a log file with its header, and ends it; `error` may be null.
+    bool openLogFile(const QString& path, QString* error) override;
+    void closeLogFile() override;
 
     // The recording of the complete tag stream by the next acquisition.
     bool timeTagRecordingEnabled() const;
@@ -100,6 +131,8 @@ Q_SIGNALS:
 
 public Q_SLOTS:
     void saveImage();
+    // The plot as it stands into the log.
+    void appendPlotSnapshot();
     // A batch of tags in stream order.
     virtual void onTagsBatch(const QList<qorn::timetagger::gui::UiTimeTag>&) {}
 
@@ -113,15 +146,19 @@ private:
     SharedSettings& settings() const;
     void setTimeTagRecordingEnabled(bool enabled);
     void updateTimeTagRecordAction();
+    void updateLogAction();
+    void toggleLog();
+    LogPlan logPlan() const override;
+    LogHeader logHeader() const override;
 
     bool running = false;
     QPointer<MeasurementToolbar> toolbar;
     QPointer<PlotColumn> plotColumn;
-    QString device;
-    QString serial;
-    QString source;
-    QString streamTransport;
+    LogContext context;
     mutable std::optional<SharedSettings> sharedSettings; // read from the store when first needed
+    QTimer* snapshotTimer = nullptr;                      // made when a log is first started
+    SystemLogClock logClock;
+    MeasurementLog log{*this, logClock};
 };
 
 } // namespace qorn::timetagger::gui

@@ -17,8 +17,7 @@ QWidget* makeSpacer(QWidget* parent) {
 
 } // namespace
 
-MeasurementToolbar::MeasurementToolbar(BarChartWidget* plot, bool plotControls, bool splitAction,
-                                       QWidget* parent)
+MeasurementToolbar::MeasurementToolbar(BarChartWidget* plot, MeasurementToolbarParts parts, QWidget* parent)
     : QToolBar(parent) {
     setObjectName(QStringLiteral("MeasurementToolBar"));
     setIconSize({18, 18});
@@ -27,13 +26,16 @@ MeasurementToolbar::MeasurementToolbar(BarChartWidget* plot, bool plotControls, 
     addRunActions();
     addSeparator();
     addFileActions();
+    if (parts.log) {
+        addLogAction();
+    }
     if (plot != nullptr) {
         addWidget(makeSpacer(this));
         addSeparator();
-        if (plotControls) {
+        if (parts.plotControls) {
             addViewActions(plot);
         }
-        if (splitAction) {
+        if (parts.split) {
             QAction* split = addAction(tr("Split"), this, &MeasurementToolbar::splitTriggered);
             split->setToolTip(tr("Show this plot in the split view (multiple plots side by side)"));
         }
@@ -66,6 +68,11 @@ void MeasurementToolbar::addFileActions() {
     connect(record, &QAction::toggled, this, &MeasurementToolbar::recordToggled);
 }
 
+void MeasurementToolbar::addLogAction() {
+    log = addAction(tr("Start log"), this, &MeasurementToolbar::logTriggered);
+    log->setToolTip(tr("Start writing a continuous log for this measurement"));
+}
+
 void MeasurementToolbar::addViewActions(BarChartWidget* plot) {
     QAction* dragZoom = addAction(tr("Drag zoom"));
     dragZoom->setCheckable(true);
@@ -94,6 +101,15 @@ void MeasurementToolbar::setRecording(bool enabled) {
     record->setChecked(enabled);
     record->setToolTip(enabled ? tr("Complete time-tag recording enabled for the next acquisition")
                                : tr("Complete time-tag recording disabled for the next acquisition"));
+}
+
+void MeasurementToolbar::setLogging(bool open, const QString& extension) {
+    if (log == nullptr) {
+        return;
+    }
+    log->setText(open ? tr("Stop log") : tr("Start log"));
+    log->setToolTip(open ? tr("Stop writing the current .%1 log").arg(extension)
+                         : tr("Start writing a continuous .%1 log for this measurement").arg(extension));
 }
 
 } // namespace qorn::timetagger::gui

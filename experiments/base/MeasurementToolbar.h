@@ -8,16 +8,25 @@ namespace qorn::timetagger::gui {
 
 class BarChartWidget;
 
+// What a tab's toolbar has beside the actions that all have. View controls and split need a plot.
+struct MeasurementToolbarParts {
+    bool log = false;
+    bool plotControls = false;
+    bool split = false;
+};
+
 class MeasurementToolbar : public QToolBar {
     Q_OBJECT
 public:
-    // `plot` may be null, and then there are no view controls and no split action.
-    MeasurementToolbar(BarChartWidget* plot, bool plotControls, bool splitAction, QWidget* parent = nullptr);
+    // `plot` may be null.
+    MeasurementToolbar(BarChartWidget* plot, MeasurementToolbarParts parts, QWidget* parent = nullptr);
 
     // Which actions make sense while the tab's measurement runs or not.
     void setRunning(bool running);
     // Shows whether the next acquisition records; emits nothing.
     void setRecording(bool enabled);
+    // Shows whether a log is being written, into a file of this extension.
+    void setLogging(bool open, const QString& extension);
 
 Q_SIGNALS:
     void playTriggered();
@@ -26,11 +35,13 @@ Q_SIGNALS:
     void resetTriggered();
     void saveImageTriggered();
     void recordToggled(bool enabled);
+    void logTriggered();
     void splitTriggered();
 
 private:
     void addRunActions();
     void addFileActions();
+    void addLogAction();
     void addViewActions(BarChartWidget* plot);
 
     QAction* play = nullptr;
@@ -38,6 +49,7 @@ private:
     QAction* stop = nullptr;
     QAction* reset = nullptr;
     QAction* record = nullptr;
+    QAction* log = nullptr; // only where there is a log
 };
 
 } // namespace qorn::timetagger::gui

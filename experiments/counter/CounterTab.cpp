@@ -1,73 +1,92 @@
 #include "CounterTab.h"
 
 #include "BarChartWidget.h"
-#include "ChannelColors.h"
-#include "SaturatedTime.h"
-#include "TimeTag.h"
+#include "ControlColumn.h"
+#include "CounterControls.h"
+#include "CounterPlots.h"
+#include "RateText.h"
 
-#include <QDoubleSpinBox>
-#include <QFormLayout>
-#include <QGroupBox>
+#include <QEvent>
 #include <QHBoxLayout>
-#include <QLabel>
+#include <QScrollArea>
+#include <QSplitter>
+#include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <utility>
+#include <optional>
 
 namespace qorn::timetagger::gui {
 namespace {
 
-constexpr double kLeastGateSeconds = 0.001;
-constexpr double kTraceSeconds = 10.0; // shown history
-constexpr double kPsPerSecond = 1e12;
-constexpr qint64 kLongestJumpPs = 10'000'000'000'000; // the shown history
-constexpr double kHeadroom = 1.1;                     // of the Y range above the largest value
 constexpr int kControlsWidth = 290;
+constexpr int kSideMargin = 6; // between the columns
+constexpr QSize kLeastPlotsSize{320, 250};
+// A history of at most so many samples is shown with every sample, a longer one now and then.
+constexpr std::size_t kPromptSamples = 2000;
+constexpr int kRefreshMs = 40;
+constexpr std::size_t kSamplesPerMs = 5000; // so much more time between pictures of a longer history
+constexpr qsizetype kMostRows = 4096;       // collected before they go to the log
+
+QStringList logRow(const CounterEngine::Taken& taken, const UiCounterSample& sample) {
+    QStringList row{QString::number(taken.number), QString::number(taken.elapsedSeconds, 'f', 9),
+                    QString::number(taken.gateSeconds, 'f', 9)};
+    for (const quint64 count : taken.counts) {
+        row.append(QString::number(count));
+    }
+    row.append(QString::number(sample.totalCount));
+    row.append(QString::number(sample.periodCycles));
+    return row;
+}
 
 } // namespace
 
-CounterTab::CounterTab(QWidget* parent) : ExperimentTab(parent) {
-    auto* controls = new QWidget(this);
-    controls->setMinimumWidth(kControlsWidth);
-    auto* acquisition = new QGroupBox(tr("Acquisition"), controls);
-    auto* form = new QFormLayout(acquisition);
-    integration = new QDoubleSpinBox(acquisition);
-    integration->setDecimals(3);
-    integration->setRange(kLeastGateSeconds, 60.0);
-    integration->setSingleStep(0.1);
-    integration->setSuffix(tr(" s"));
-    integration->setValue(0.1);
-    form->addRow(tr("Integration"), integration);
-    status = new QLabel(tr("idle"), controls);
-    status->setStyleSheet(QStringLiteral("font-family: monospace;"));
-    status->setWordWrap(true);
-    auto* controlColumn = new QVBoxLayout(controls);
-    controlColumn->setContentsMargins(0, 0, 0, 0);
-    controlColumn->addWidget(acquisition);
-    controlColumn->addWidget(status);
-    controlColumn->addStretch(1);
+CounterTab::CounterTab(QWidget* parent) : ExperimentTab(parent), renderTimer(new QTimer(this)) {
+    controls = new CounterControls;
+    column = new ControlColumn(controls, kControlsWidth);
+    column->showStatus(tr("idle"));
+    connect(controls, &CounterControls::settingsChanged, this, &CounterTab::onSettingsChanged);
+    connect(controls, &CounterControls::resetMaxRequested, this, &CounterTab::resetMax);
 
-    plot = new BarChartWidget(this);
-    plot->setMinimumSize(320, 220);
-    plot->setColors(QColor(0x40, 0x96, 0x78), QColor(0x22, 0x69, 0x52));
-    plot->setAxisLabels(tr("Time (s)"), tr("Counts / interval"));
-    auto* plotLayout = new QVBoxLayout;
-    plotLayout->setSpacing(4);
-    plotLayout->addWidget(plot, 1);
-    plotLayout->addWidget(createMeasurementToolbar(this, true, false), 0);
-
+    auto* splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->setChildrenCollapsible(false);
+    splitter->addWidget(column);
+    splitter->addWidget(createPlotSide());
+    splitter->setStretchFactor(0, 0);
+    splitter->setStretchFactor(1, 1);
     auto* layout = new QHBoxLayout(this);
-    layout->addWidget(controls, 0);
-    layout->addLayout(plotLayout, 1);
-    clearSamples();
+    layout->addWidget(splitter);
+
+    renderTimer->setSingleShot(true);
+    connect(renderTimer, &QTimer::timeout, this, &CounterTab::renderPending);
+    takeSettings(controls->settings());
+    render();
 }
 
-double CounterTab::gateSeconds() const {
-    return std::max(integration->value(), kLeastGateSeconds);
+// The plots scroll where a window is too small for all that are shown.
+QWidget* CounterTab::createPlotSide() {
+    auto* side = new QWidget(this);
+    plots = new CounterPlots;
+    auto* area = new QScrollArea(side);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setMinimumSize(kLeastPlotsSize);
+    area->setWidget(plots);
+    auto* sideLayout = new QVBoxLayout(side);
+    sideLayout->setContentsMargins(kSideMargin, 0, 0, 0);
+    sideLayout->setSpacing(4);
+    sideLayout->addWidget(area, 1);
+    sideLayout->addWidget(createMeasurementToolbar(side, true, false), 0);
+    return side;
+}
+
+BarChartWidget* CounterTab::plotWidget() const {
+    return plots != nullptr ? plots->tracePlot() : nullptr;
+}
+
+bool CounterTab::requiresTagStreaming() const {
+    return coincidenceEnabled() || ExperimentTab::requiresTagStreaming();
 }
 
 AcquisitionRequest CounterTab::acquisitionRequest(bool streaming) const {
@@ -76,6 +95,7 @@ AcquisitionRequest CounterTab::acquisitionRequest(bool streaming) const {
     if (streaming) {
         request.detailText = QT_TRANSLATE_NOOP("Acquisition", "counter + coincidence (%1, %2)");
         request.batchSize = 65536;
+        request.channelMask = channelMask();
         request.maxUiTagsPerSecond = 16000000;
     } else {
         request.kind = AcquisitionRequest::Kind::HardwareCounter;
@@ -85,139 +105,172 @@ AcquisitionRequest CounterTab::acquisitionRequest(bool streaming) const {
     return request;
 }
 
+QStringList CounterTab::logCsvHeader() const {
+    return {QStringLiteral("sample"),    QStringLiteral("elapsed_s"),   QStringLiteral("gate_s"),
+            QStringLiteral("ch1_count"), QStringLiteral("ch2_count"),   QStringLiteral("ch3_count"),
+            QStringLiteral("ch4_count"), QStringLiteral("total_count"), QStringLiteral("period_cycles")};
+}
+
 void CounterTab::onStart() {
-    clearSamples();
-    status->setText(tr("acquiring tag-count trace..."));
+    resetCounters();
+    column->showStatus(coincidenceEnabled() ? tr("acquiring counter + coincidence trace...")
+                                            : tr("acquiring tag-count trace..."));
 }
 
 void CounterTab::onStop() {
-    tagGateOpen = false;
-    status->setText(tr("stopped after %1 sample(s)").arg(sampleCount));
+    if (rendersLater) {
+        render();
+    }
+    column->showStatus(tr("stopped after %1 sample(s)").arg(engine.sampleCount()));
+}
+
+// What was counted before the pause is in no gate: the time axis may be another one now.
+void CounterTab::onResume() {
+    tagEngine.restartAccumulators();
 }
 
 void CounterTab::resetMeasurement() {
-    clearSamples();
-    status->setText(tr("cleared"));
+    resetCounters();
+    column->showStatus(tr("cleared"));
 }
 
-void CounterTab::clearSamples() {
-    sampleCount = 0;
-    elapsedSeconds = 0.0;
-    times.clear();
-    counts = QList<QList<double>>(timing::kChannels);
-    tagGateOpen = false;
-    tagGateCounts = QList<quint64>(timing::kChannels, 0);
-    plot->clearSeries();
-    plot->setXRange(0.0, kTraceSeconds);
-    plot->setYRange(0.0, 1.0);
+void CounterTab::resetCounters() {
+    engine.reset();
+    tagEngine.reset();
+    render();
+}
+
+void CounterTab::resetMax() {
+    engine.resetMax();
+    plots->showStatistics(engine);
+}
+
+void CounterTab::takeSettings(const CounterSettings& settings) {
+    const bool forgotten = engine.apply(settings);
+    tagEngine.apply(settings);
+    if (forgotten) {
+        tagEngine.reset();
+    }
+    plots->arrange(settings);
+}
+
+void CounterTab::onSettingsChanged() {
+    const bool coincidencesBefore = coincidenceEnabled();
+    takeSettings(controls->settings());
+    if (isRunning() && coincidenceEnabled() != coincidencesBefore) {
+        render();
+        Q_EMIT restartRequested(); // from another source now
+        return;
+    }
+    if (isRunning() && coincidenceEnabled()) {
+        tagEngine.restartAccumulators();
+    }
+    render();
+    column->showStatus(engine.sampleCount() > 0
+                           ? tr("display updated; integration changes apply on the next start")
+                           : tr("integration %1 s").arg(gateSeconds(), 0, 'f', 3));
 }
 
 void CounterTab::onCounterSample(const UiCounterSample& sample) {
-    takeSample(sample);
-    showStatus();
-    refreshPlot();
+    const CounterEngine::Taken taken = engine.add(sample);
+    requestRender();
+    if (isLogOpen()) {
+        appendLogRow(logRow(taken, sample), true);
+    }
+    column->showStatus(tr("sample %1   gate %2 s   last total %3   live sum %4 Hz")
+                           .arg(taken.number)
+                           .arg(taken.gateSeconds, 0, 'f', 3)
+                           .arg(sample.totalCount)
+                           .arg(rateText(taken.liveSumHz)));
 }
 
 void CounterTab::onTagsBatch(const QList<UiTimeTag>& tags) {
-    const qint64 gatePs = std::llround(gateSeconds() * kPsPerSecond);
-    const quint64 before = sampleCount;
-    for (const UiTimeTag& tag : tags) {
-        if (tag.channel >= timing::kChannels) {
-            continue;
+    std::optional<CounterTagEngine::Gate> last;
+    QList<QStringList> rows;
+    tagEngine.addBatch(tags, [&](const CounterTagEngine::Gate& gate) {
+        const CounterEngine::Taken taken = engine.add(gate.sample);
+        last = gate;
+        if (isLogOpen()) {
+            rows.append(logRow(taken, gate.sample));
+            if (rows.size() >= kMostRows) {
+                appendLogRows(rows, false);
+                rows.clear();
+            }
         }
-        // The first tag opens a gate, and so does one on the far side of a jump of the time axis, either way.
-        const qint64 sinceStart = saturatedDifference(tag.timePs, tagGateStartPs);
-        if (!tagGateOpen || std::abs(sinceStart / 2) > kLongestJumpPs / 2) {
-            tagGateOpen = true;
-            tagGateStartPs = tag.timePs;
-        }
-        while (saturatedDifference(tag.timePs, tagGateStartPs) >= gatePs) {
-            closeTagGate();
-            tagGateStartPs += gatePs;
-        }
-        ++tagGateCounts[tag.channel];
+    });
+    if (!last) {
+        return;
     }
-    if (sampleCount != before) {
-        showStatus();
-        refreshPlot();
+    requestRender();
+    if (isLogOpen()) {
+        appendLogRows(rows, true);
+    }
+    showTagStatus(*last);
+}
+
+void CounterTab::showTagStatus(const CounterTagEngine::Gate& gate) {
+    QString text = tr("sample %1   gate %2 s   tags %3")
+                       .arg(engine.sampleCount())
+                       .arg(gate.sample.gateSeconds, 0, 'f', 3)
+                       .arg(gate.sample.totalCount);
+    if (coincidenceEnabled()) {
+        text = tr("sample %1   gate %2 s   tags %3   coincidences %4")
+                   .arg(engine.sampleCount())
+                   .arg(gate.sample.gateSeconds, 0, 'f', 3)
+                   .arg(gate.sample.totalCount)
+                   .arg(gate.coincidences);
+    }
+    column->showStatus(text);
+}
+
+void CounterTab::requestRender() {
+    const std::size_t retained = std::max(engine.retainedSamples(), tagEngine.coincidenceHistory().size());
+    if (retained <= kPromptSamples) {
+        render();
+    } else if (renderTimer->isActive()) {
+        rendersLater = true;
+    } else {
+        render();
+        renderTimer->start(kRefreshMs + static_cast<int>(retained / kSamplesPerMs));
     }
 }
 
-void CounterTab::closeTagGate() {
-    UiCounterSample sample;
-    sample.counts = tagGateCounts;
-    for (const quint64 count : tagGateCounts) {
-        sample.totalCount += count;
+void CounterTab::renderPending() {
+    if (rendersLater) {
+        requestRender();
     }
-    sample.gateSeconds = gateSeconds();
-    tagGateCounts.fill(0);
-    takeSample(sample);
 }
 
-void CounterTab::takeSample(const UiCounterSample& sample) {
-    const double gate = gateOf(sample);
-    ++sampleCount;
-    elapsedSeconds += gate;
-    times.append(elapsedSeconds);
-    for (int input = 0; input < timing::kChannels; ++input) {
-        counts[input].append(static_cast<double>(sample.counts.value(input, 0)));
+void CounterTab::render() {
+    rendersLater = false;
+    plots->showCounts(engine);
+    plots->showStatistics(engine);
+    if (coincidenceEnabled()) {
+        plots->showCoincidences(tagEngine, engine.settings());
     }
-    const auto limit = std::max<qsizetype>(static_cast<qsizetype>(std::ceil(kTraceSeconds / gate)), 2);
-    if (times.size() > limit) {
-        const qsizetype excess = times.size() - limit;
-        times.remove(0, excess);
-        for (QList<double>& series : counts) {
-            series.remove(0, excess);
-        }
-    }
-    lastSample = sample;
 }
 
-void CounterTab::showStatus() {
-    const double gate = gateOf(lastSample);
-    double liveSum = 0.0;
-    for (const quint64 count : std::as_const(lastSample.counts)) {
-        liveSum += static_cast<double>(count) / gate;
+bool CounterTab::event(QEvent* event) {
+    // The colours of a new theme reach the plots after the style does.
+    if (event->type() == QEvent::StyleChange || event->type() == QEvent::Polish) {
+        QTimer::singleShot(0, this, [this] {
+            if (engine.settings().showStats || engine.settings().showMaxMarkers) {
+                plots->showStatistics(engine);
+            }
+        });
     }
-    status->setText(tr("sample %1   gate %2 s   last total %3   live sum %4 Hz")
-                        .arg(sampleCount)
-                        .arg(gate, 0, 'f', 3)
-                        .arg(lastSample.totalCount)
-                        .arg(liveSum, 0, 'f', liveSum < 1000.0 ? 1 : 0));
-}
-
-double CounterTab::gateOf(const UiCounterSample& sample) const {
-    return sample.gateSeconds > 0.0 ? sample.gateSeconds : gateSeconds();
-}
-
-void CounterTab::refreshPlot() {
-    QStringList labels;
-    QList<QList<double>> xs;
-    double largest = 0.0;
-    for (int input = 0; input < timing::kChannels; ++input) {
-        labels.append(tr("Ch %1").arg(input + 1));
-        QList<double> shifted = times; // the window slides with the run
-        for (double& time : shifted) {
-            time -= std::max(elapsedSeconds - kTraceSeconds, 0.0);
-        }
-        xs.append(shifted);
-        for (const double value : counts.at(input)) {
-            largest = std::max(largest, value);
-        }
-    }
-    plot->setSeries(xs, counts, labels, channelColors(), BarChartWidget::SeriesMode::Lines);
-    plot->setXRange(0.0, kTraceSeconds);
-    plot->setYRange(0.0, std::max(largest * kHeadroom, 1.0));
+    return ExperimentTab::event(event);
 }
 
 QJsonObject CounterTab::saveConfig() const {
-    return {{QStringLiteral("integrationSec"), integration->value()}};
+    return engine.settings().toJson();
 }
 
 void CounterTab::loadConfig(const QJsonObject& object) {
-    if (const QJsonValue seconds = object.value(QLatin1String("integrationSec")); seconds.isDouble()) {
-        integration->setValue(seconds.toDouble());
-    }
+    CounterSettings settings = engine.settings();
+    settings.takeJson(object);
+    controls->showSettings(settings);
+    onSettingsChanged();
 }
 
 } // namespace qorn::timetagger::gui

@@ -1,5 +1,7 @@
 #include "TimeTagSettings.h"
 
+#include "SettingsJson.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -7,19 +9,6 @@ namespace qorn::timetagger::gui {
 namespace {
 
 constexpr double kPsPerSecond = 1e12;
-
-template <typename Choice>
-void takeChoice(const QJsonObject& object, const char* key, const QStringList& names, Choice& target) {
-    const qsizetype index = names.indexOf(object.value(QLatin1String(key)).toString());
-    if (index >= 0) {
-        target = static_cast<Choice>(index);
-    }
-}
-
-template <typename Choice>
-QString nameOf(const QStringList& names, Choice choice) {
-    return names.at(static_cast<qsizetype>(choice));
-}
 
 } // namespace
 
@@ -52,13 +41,8 @@ QJsonObject TimeTagSettings::toJson() const {
 }
 
 void TimeTagSettings::takeJson(const QJsonObject& object) {
-    if (const QJsonValue bin = object.value(QLatin1String("binSeconds")); bin.isDouble()) {
-        binSeconds = std::clamp(bin.toDouble(), kLeastBinSeconds, kMostBinSeconds);
-    }
-    if (const QJsonValue bins = object.value(QLatin1String("historyBins")); bins.isDouble()) {
-        historyBins =
-            static_cast<int>(std::clamp<double>(bins.toDouble(), kLeastHistoryBins, kMostHistoryBins));
-    }
+    takeNumber(object, "binSeconds", kLeastBinSeconds, kMostBinSeconds, binSeconds);
+    takeNumber(object, "historyBins", kLeastHistoryBins, kMostHistoryBins, historyBins);
     takeChoice(object, "quantity", quantityNames(), quantity);
     takeChoice(object, "group", groupingNames(), grouping);
     takeChoice(object, "scale", scalingNames(), scaling);

@@ -2,9 +2,9 @@
 
 #include "BarChartWidget.h"
 #include "ChannelColors.h"
+#include "ChoiceBox.h"
 #include "TraceThinning.h"
 
-#include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -25,15 +25,6 @@ constexpr double kLeastXSeconds = 10.0;
 constexpr double kHeadroom = 1.15; // of the Y range above the largest value
 constexpr int kControlsWidth = 260;
 constexpr qsizetype kMostPlottedPoints = 8000; // of one trace; a plot is rarely wider than half of that
-
-// A combo box with the choices' names; the texts shown are their translations.
-QComboBox* makeChoice(const QStringList& names, QWidget* parent) {
-    auto* box = new QComboBox(parent);
-    for (const QString& name : names) {
-        box->addItem(TimeTagTab::tr(name.toUtf8().constData()), name);
-    }
-    return box;
-}
 
 } // namespace
 
@@ -79,10 +70,10 @@ QWidget* TimeTagTab::createControls() {
 
     auto* plotting = new QGroupBox(tr("Plot"), controls);
     auto* plotForm = new QFormLayout(plotting);
-    quantityBox = makeChoice(TimeTagSettings::quantityNames(), plotting);
+    quantityBox = makeChoiceBox(staticMetaObject.className(), TimeTagSettings::quantityNames(), plotting);
     quantityBox->setToolTip(tr("Data uses decoded 8-byte tags as the displayed MB estimate."));
-    groupBox = makeChoice(TimeTagSettings::groupingNames(), plotting);
-    scaleBox = makeChoice(TimeTagSettings::scalingNames(), plotting);
+    groupBox = makeChoiceBox(staticMetaObject.className(), TimeTagSettings::groupingNames(), plotting);
+    scaleBox = makeChoiceBox(staticMetaObject.className(), TimeTagSettings::scalingNames(), plotting);
     plotForm->addRow(tr("Quantity"), quantityBox);
     plotForm->addRow(tr("Channels"), groupBox);
     plotForm->addRow(tr("Scaling"), scaleBox);
