@@ -42,6 +42,11 @@ void ControllerPort::startCounter(double gateSeconds, bool internalSource, doubl
     controller.startCounterMeasurements(gateSeconds, internalSource, internalRateHz);
 }
 
+void ControllerPort::startCoincidence(const UiCoincidenceConfig& config, bool internalSource,
+                                      double internalRateHz) {
+    controller.startCoincidenceMeasurements(config, internalSource, internalRateHz);
+}
+
 void ControllerPort::stopCapture() {
     controller.stopCapture();
 }

@@ -19,6 +19,8 @@ public:
     void startCapture(const QString& mode, double internalRateHz, int batchSize, quint8 channelMask,
                       int maxUiTagsPerSecond, const UiTimeTagRecordingConfig& recording) override;
     void startCounter(double gateSeconds, bool internalSource, double internalRateHz) override;
+    void startCoincidence(const UiCoincidenceConfig& config, bool internalSource,
+                          double internalRateHz) override;
     void stopCapture() override;
     void refreshClockStatus() override;
 

@@ -1,5 +1,6 @@
 #include "ExperimentCatalog.h"
 
+#include "CoincidenceTab.h"
 #include "CounterTab.h"
 #include "TimeTagTab.h"
 
@@ -14,11 +15,13 @@ ExperimentTab* make() {
 struct CatalogRow {
     const char* type;
     ExperimentTab* (*create)();
+    bool offered = true; // to the operator; others come with a configuration file only
 };
 
 // In the order in which they are offered.
 constexpr CatalogRow kCatalog[] = {
     {"Counter", make<CounterTab>},
+    {"Coincidence", make<CoincidenceTab>, false},
     {"Time tags", make<TimeTagTab>},
 };
 
@@ -36,7 +39,9 @@ ExperimentTab* createExperiment(const QString& type) {
 QStringList offeredExperimentTypes() {
     QStringList types;
     for (const CatalogRow& row : kCatalog) {
-        types.append(QLatin1String(row.type));
+        if (row.offered) {
+            types.append(QLatin1String(row.type));
+        }
     }
     return types;
 }

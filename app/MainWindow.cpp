@@ -12,6 +12,7 @@
 #include "ExperimentTab.h"
 #include "MeasurementScheduler.h"
 #include "NewExperimentDialog.h"
+#include "PlotScheme.h"
 #include "SetupPage.h"
 #include "SplitView.h"
 #include "ThemeStyle.h"
@@ -35,6 +36,18 @@ constexpr int kClockPollMs = 2000;
 constexpr int kOpenedMessageMs = 2000;
 constexpr int kSavedMessageMs = 4000;
 constexpr const char* kDefaultTheme = "qorn";
+
+// Six pairs are more than a scheme has colours for: their traces keep their own, on the scheme's ground.
+void applyScheme(BarChartWidget& plot, const QString& scheme) {
+    if (plot.objectName() == QLatin1String("coincidenceTracePlot")) {
+        const PlotScheme colors = plotScheme(scheme);
+        plot.setStyleSheet(QStringLiteral("#coincidenceTracePlot { background: %1; color: %2; }")
+                               .arg(colors.background.name(), colors.foreground.name()));
+        return;
+    }
+    const PlotOptions options = plot.plotOptions();
+    plot.setPlotOptions(scheme, options.fontPointSize, options.lineWidth, options.penStyle);
+}
 
 } // namespace
 
@@ -350,11 +363,16 @@ void MainWindow::applyTheme(const QString& name) {
 }
 
 void MainWindow::applyPlotScheme(ExperimentTab* tab) {
-    BarChartWidget* plot = tab != nullptr ? tab->plotWidget() : nullptr;
-    if (plot != nullptr) {
-        const PlotOptions options = plot->plotOptions();
-        plot->setPlotOptions(plotSchemeFor(themeName), options.fontPointSize, options.lineWidth,
-                             options.penStyle);
+    if (tab == nullptr) {
+        return;
+    }
+    // The main plot may be lent to another window.
+    QList<BarChartWidget*> plots = tab->findChildren<BarChartWidget*>();
+    if (BarChartWidget* lent = tab->plotWidget(); lent != nullptr && !plots.contains(lent)) {
+        plots.append(lent);
+    }
+    for (BarChartWidget* plot : std::as_const(plots)) {
+        applyScheme(*plot, plotSchemeFor(themeName));
     }
 }
 

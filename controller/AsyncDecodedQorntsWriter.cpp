@@ -7,7 +7,20 @@
 
 #include <stdexcept>
 
+#include <csignal>
+
 namespace qorn::timetagger::gui {
+namespace {
+
+// A file that reaches the process's size limit is a failed write like any other, not the program's end.
+void blockFileSizeSignal() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+} // namespace
 
 AsyncDecodedQorntsWriter::AsyncDecodedQorntsWriter(const QString& path,
                                                    const timing::StreamFileHeader& header) {
@@ -62,6 +75,7 @@ void AsyncDecodedQorntsWriter::close() {
 
 void AsyncDecodedQorntsWriter::run() {
     timing::set_thread_name("qorn-writer");
+    blockFileSizeSignal();
     try {
         writeUntilClosed();
     } catch (...) {
@@ -89,10 +103,18 @@ void AsyncDecodedQorntsWriter::writeUntilClosed() {
         }
         notFull.notify_one();
         carryOut(entry, active);
+        if (active && isIdle()) {
+            file.flush(); // so that little is lost when the process is killed
+        }
     }
     if (active) {
         file.close();
     }
+}
+
+bool AsyncDecodedQorntsWriter::isIdle() {
+    const std::lock_guard lock(mutex);
+    return queue.empty();
 }
 
 void AsyncDecodedQorntsWriter::carryOut(const Entry& entry, bool& active) {

@@ -50,6 +50,7 @@ public:
 private:
     void run();
     void writeUntilClosed();
+    bool isIdle();
     void carryOut(const Entry& entry, bool& active);
 
     timing::StreamFileWriter file; // the constructor's thread first, then the worker alone

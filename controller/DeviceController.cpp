@@ -54,6 +54,11 @@ public:
         controller.queue([&target, sample = std::move(sample)] { Q_EMIT target.counterSample(sample); });
     }
 
+    void coincidenceSample(UiCoincidenceSample sample) override {
+        DeviceController& target = controller;
+        controller.queue([&target, sample = std::move(sample)] { Q_EMIT target.coincidenceSample(sample); });
+    }
+
     void tagsBatch(UiTimeTagBatch batch) override {
         DeviceController& target = controller;
         controller.queue([&target, current = generation, batch = std::move(batch)] {
@@ -338,22 +343,43 @@ void DeviceController::finishAsyncOperation() {
     queue([this] { Q_EMIT captureStopped(); });
 }
 
+bool DeviceController::refuseHardwareMeasurement(const QString& busyText) {
+    if (!hasDevice()) {
+        Q_EMIT captureError(tr("Device is not open"));
+        return true;
+    }
+    if (calibrationBusy) {
+        Q_EMIT captureError(busyText);
+        return true;
+    }
+    return false;
+}
+
 void DeviceController::startCounterMeasurements(double gateSeconds, bool internalSource,
                                                 double internalRateHz) {
     assertOwnThread();
-    if (!hasDevice()) {
-        Q_EMIT captureError(tr("Device is not open"));
-        return;
-    }
-    if (calibrationBusy) {
-        Q_EMIT captureError(
-            tr("Wait for calibration or calibration upload to finish before starting counting"));
+    if (refuseHardwareMeasurement(
+            tr("Wait for calibration or calibration upload to finish before starting counting"))) {
         return;
     }
     const CounterRequest request{gateSeconds, internalSource, internalRateHz, clockRequest()};
     startMeasurement([this, request](Events& events) {
         SystemLoopClock clock;
         counterLoop(*device, request, stopRequested, events, clock);
+    });
+}
+
+void DeviceController::startCoincidenceMeasurements(const UiCoincidenceConfig& config, bool internalSource,
+                                                    double internalRateHz) {
+    assertOwnThread();
+    if (refuseHardwareMeasurement(
+            tr("Wait for calibration or calibration upload to finish before starting coincidences"))) {
+        return;
+    }
+    const CoincidenceRequest request{config, internalSource, internalRateHz, clockRequest()};
+    startMeasurement([this, request](Events& events) {
+        SystemLoopClock clock;
+        coincidenceLoop(*device, request, stopRequested, events, clock);
     });
 }
 

@@ -8,6 +8,7 @@
 
 #include "CaptureLoop.h"
 #include "ClockWait.h"
+#include "CoincidenceLoop.h"
 #include "CounterLoop.h"
 #include "Device.h"
 #include "Generation.h"
@@ -73,6 +74,8 @@ public:
     // Start a measurement; its end is told by captureStopped, a failure by captureError before that. A
     // refusal is a captureError alone. Already capturing: nothing happens. Gates in s, rates in Hz.
     void startCounterMeasurements(double gateSeconds, bool internalSource, double internalRateHz);
+    void startCoincidenceMeasurements(const UiCoincidenceConfig& config, bool internalSource,
+                                      double internalRateHz);
     void startCapture(const QString& mode, double internalRateHz, int batchSize, unsigned char channelMask,
                       int maxUiTagsPerSecond, const UiTimeTagRecordingConfig& recording);
     // Asks the measurement to end; returns at once.
@@ -148,6 +151,8 @@ private:
     }
     // Runs a measurement loop as the one measurement task, unless one runs.
     void startMeasurement(std::function<void(Events&)> loop);
+    // Says why the hardware's counters cannot be started, `busyText` during a calibration.
+    bool refuseHardwareMeasurement(const QString& busyText);
     void finishAsyncOperation();
 
     void openDevice(const std::function<timing::Device()>& opener);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "ReferenceClock.h"
+#include "UiCoincidenceSample.h"
 #include "UiCounterSample.h"
 #include "UiTimeTag.h"
 
@@ -13,6 +14,7 @@ public:
     virtual ~MeasurementEvents() = default;
     virtual void clockStatus(const timing::ReferenceClockStatus& status) = 0;
     virtual void counterSample(UiCounterSample sample) = 0;
+    virtual void coincidenceSample(UiCoincidenceSample) {}
     virtual void tagsBatch(UiTimeTagBatch batch) = 0;
     // At the end of a capture that could not follow the instrument: so many tags are in no recording and no
     // plot.

@@ -77,7 +77,7 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
     if (hasPassed(config.rotateSeconds, partBegin, now)) {
         header.created_utc = creationTime();
         writer.enqueue({AsyncDecodedQorntsWriter::Entry::Kind::Rotate,
-                        recordingPartPath(config.path, ++partIndex),
+                        freePath(recordingPartPath(config.path, ++partIndex)),
                         {},
                         header});
         partBegin = now;

@@ -1,6 +1,7 @@
 // What the scheduler needs of the one acquisition: a small door to the controller.
 #pragma once
 
+#include "UiCoincidenceConfig.h"
 #include "UiTimeTagRecordingConfig.h"
 
 #include <QString>
@@ -21,6 +22,8 @@ public:
     virtual void startCapture(const QString& mode, double internalRateHz, int batchSize, quint8 channelMask,
                               int maxUiTagsPerSecond, const UiTimeTagRecordingConfig& recording) = 0;
     virtual void startCounter(double gateSeconds, bool internalSource, double internalRateHz) = 0;
+    virtual void startCoincidence(const UiCoincidenceConfig& config, bool internalSource,
+                                  double internalRateHz) = 0;
     virtual void stopCapture() = 0;
     virtual void refreshClockStatus() = 0;
 };

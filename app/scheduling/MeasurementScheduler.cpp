@@ -1,6 +1,7 @@
 #include "MeasurementScheduler.h"
 
 #include "AcquisitionPort.h"
+#include "CoincidenceTab.h"
 #include "ExperimentTab.h"
 
 #include <QCoreApplication>
@@ -27,6 +28,8 @@ constexpr IndicatorRow kIndicators[] = {
      FlagState::Active},
     {AcquisitionRequest::Kind::HardwareCounter,
      QT_TRANSLATE_NOOP("Acquisition", "Acquisition: hardware counter"), false, FlagState::Good},
+    {AcquisitionRequest::Kind::HardwareCoincidence,
+     QT_TRANSLATE_NOOP("Acquisition", "Acquisition: hardware coincidence"), false, FlagState::Good},
 };
 
 QString acquisitionText(const char* text) {
@@ -37,6 +40,13 @@ QString acquisitionText(const char* text) {
 QString detailText(const AcquisitionRequest& request, const QString& transport, const QString& mode) {
     const QString text = acquisitionText(request.detailText);
     return request.kind == AcquisitionRequest::Kind::TagStream ? text.arg(transport, mode) : text.arg(mode);
+}
+
+// The Coincidence tab tells the operator which of its two engines counts.
+void tellEngine(ExperimentTab* tab, bool hardware) {
+    if (auto* coincidence = qobject_cast<CoincidenceTab*>(tab)) {
+        coincidence->setHardwareMode(hardware);
+    }
 }
 
 } // namespace
@@ -134,6 +144,7 @@ void MeasurementScheduler::startExperiment(ExperimentTab* tab) {
 void MeasurementScheduler::joinStream(ExperimentTab* tab) {
     Q_EMIT experimentActivated(tab);
     if (!isRunningConsumer(tab)) {
+        tellEngine(tab, false);
         tab->setRunningState(true);
         resumeOrStart(tab);
         addRunningConsumer(tab);
@@ -172,6 +183,7 @@ void MeasurementScheduler::switchTo(ExperimentTab* tab) {
 
 void MeasurementScheduler::startIdle(ExperimentTab* tab) {
     const bool streaming = port.hasRelay() || tab->requiresTagStreaming();
+    tellEngine(tab, !streaming);
     Q_EMIT experimentActivated(tab);
     primary = tab;
     runningConsumers = {tab};
@@ -197,6 +209,9 @@ void MeasurementScheduler::launch(const AcquisitionRequest& request, ExperimentT
         break;
     case AcquisitionRequest::Kind::HardwareCounter:
         port.startCounter(request.gateSeconds, signalSource.internal, operatorRateHz);
+        break;
+    case AcquisitionRequest::Kind::HardwareCoincidence:
+        port.startCoincidence(request.coincidence, signalSource.internal, operatorRateHz);
         break;
     }
 }
@@ -239,7 +254,7 @@ void MeasurementScheduler::cancelExperiment(ExperimentTab* tab) {
     if (!isRunningConsumer(tab) || !port.isCapturing()) {
         tab->setRunningState(false);
         if (isRunningConsumer(tab)) { // of an acquisition that was refused
-            removeRunningConsumer(tab, false);
+            removeRunningConsumer(tab, true);
             showIdle();
         }
         return;

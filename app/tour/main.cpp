@@ -53,6 +53,7 @@ public:
             return false;
         }
         measure(QStringLiteral("Counter"));
+        measure(QStringLiteral("Coincidence"));
         measure(QStringLiteral("Time tags"));
         printRates();
         window.deviceController().close();

@@ -84,7 +84,10 @@ SignalRecorder::SignalRecorder(DeviceController* controller) {
         samples.push_back(sample);
         add("counterSample", {number(static_cast<qlonglong>(sample.totalCount))});
     });
-    connect(controller, &C::coincidenceSample, this, [this] { add("coincidenceSample", {}); });
+    connect(controller, &C::coincidenceSample, this, [this](const UiCoincidenceSample& sample) {
+        coincidences.push_back(sample);
+        add("coincidenceSample", {number(static_cast<qlonglong>(sample.totalCount))});
+    });
     connect(controller, &C::captureStopped, this, [this] { add("captureStopped", {}); });
     connect(controller, &C::captureError, this, [this](const QString& text) { add("captureError", {text}); });
 }
@@ -135,6 +138,7 @@ void SignalRecorder::clear() {
     list.clear();
     clocks.clear();
     samples.clear();
+    coincidences.clear();
     scans.clear();
     tags.clear();
 }

@@ -53,6 +53,7 @@ public:
 
     std::vector<UiClockStatus> clocks;
     std::vector<UiCounterSample> samples;
+    std::vector<UiCoincidenceSample> coincidences;
     std::vector<QList<UiDiscoveredDevice>> scans;
     Tags tags;
     std::function<void(const std::string&)> onSignal; // inside the signal, with its name

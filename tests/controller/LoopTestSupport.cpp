@@ -64,6 +64,18 @@ void RecordingEvents::counterSample(UiCounterSample sample) {
     }
 }
 
+void RecordingEvents::coincidenceSample(UiCoincidenceSample sample) {
+    std::size_t count = 0;
+    {
+        const std::lock_guard lock(mutex);
+        coincidenceList.push_back(std::move(sample));
+        count = coincidenceList.size();
+    }
+    if (onSample) {
+        onSample(count);
+    }
+}
+
 void RecordingEvents::tagsBatch(UiTimeTagBatch batch) {
     std::size_t count = 0;
     {
@@ -96,6 +108,11 @@ std::vector<timing::ReferenceClockStatus> RecordingEvents::clockStatuses() const
 std::vector<UiCounterSample> RecordingEvents::samples() const {
     const std::lock_guard lock(mutex);
     return sampleList;
+}
+
+std::vector<UiCoincidenceSample> RecordingEvents::coincidences() const {
+    const std::lock_guard lock(mutex);
+    return coincidenceList;
 }
 
 std::vector<Tags> RecordingEvents::batches() const {

@@ -36,11 +36,13 @@ class RecordingEvents final : public MeasurementEvents {
 public:
     void clockStatus(const timing::ReferenceClockStatus& status) override;
     void counterSample(UiCounterSample sample) override;
+    void coincidenceSample(UiCoincidenceSample sample) override;
     void tagsBatch(UiTimeTagBatch batch) override;
     void tagsLost(quint64 count) override;
 
     std::vector<timing::ReferenceClockStatus> clockStatuses() const;
     std::vector<UiCounterSample> samples() const;
+    std::vector<UiCoincidenceSample> coincidences() const;
     std::vector<Tags> batches() const;
     Tags tags() const; // of all batches
     std::size_t tagCount() const;
@@ -48,7 +50,7 @@ public:
     bool waitForTags(std::size_t count) const; // false at the limit
 
     // Set before the loop runs.
-    std::function<void(std::size_t)> onSample; // with the number of samples so far
+    std::function<void(std::size_t)> onSample; // with the number of samples of its kind so far
     std::function<void(std::size_t)> onTags;   // with the number of tags so far
     std::function<void(std::size_t)> onClockStatus;
 
@@ -57,6 +59,7 @@ private:
     mutable std::condition_variable changed;
     std::vector<timing::ReferenceClockStatus> clockStatusList;
     std::vector<UiCounterSample> sampleList;
+    std::vector<UiCoincidenceSample> coincidenceList;
     std::vector<Tags> batchList;
     std::size_t tagTotal = 0;
     std::vector<quint64> lossList;
