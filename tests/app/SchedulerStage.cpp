@@ -23,6 +23,16 @@ void FakeAcquisition::startCounter(double gateSeconds, bool internalSource, doub
     capturing = !refuses;
 }
 
+void FakeAcquisition::startCoincidence(const gui::UiCoincidenceConfig& config, bool internalSource,
+                                       double internalRateHz) {
+    calls.append(QStringLiteral("startCoincidence(%1, %2, %3)")
+                     .arg(config.gateSeconds)
+                     .arg(internalSource ? QStringLiteral("internal") : QStringLiteral("external"))
+                     .arg(internalRateHz));
+    coincidence = config;
+    capturing = !refuses;
+}
+
 void FakeAcquisition::stopCapture() {
     calls.append(QStringLiteral("stopCapture"));
 }

@@ -25,6 +25,8 @@ public:
     void startCapture(const QString& mode, double internalRateHz, int batchSize, quint8 channelMask,
                       int maxUiTagsPerSecond, const gui::UiTimeTagRecordingConfig& recording) override;
     void startCounter(double gateSeconds, bool internalSource, double internalRateHz) override;
+    void startCoincidence(const gui::UiCoincidenceConfig& config, bool internalSource,
+                          double internalRateHz) override;
     void stopCapture() override;
     void refreshClockStatus() override;
 
@@ -35,6 +37,7 @@ public:
     QString transport = QStringLiteral("USB / Packed delta (16 bit / 8 ps)");
     QStringList calls;
     gui::UiTimeTagRecordingConfig recording; // of the last capture
+    gui::UiCoincidenceConfig coincidence;    // of the last start of that kind
 };
 
 // The last part of a run's story: what happened to a tab, in order.

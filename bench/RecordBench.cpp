@@ -1,0 +1,137 @@
+// Recording to a file, and exporting the recording, each beside a plain write of the same bytes.
+#include "AsyncDecodedQorntsWriter.h"
+#include "BenchStreams.h"
+#include "Export.h"
+#include "FileDescriptor.h"
+#include "StreamDecoder.h"
+#include "TagWords.h"
+
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+
+namespace {
+
+using namespace qorn;
+using timetagger::gui::AsyncDecodedQorntsWriter;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kPassTags = 65536;
+constexpr std::size_t kPasses = 384;
+constexpr std::size_t kTags = kPassTags * kPasses;
+constexpr std::size_t kNpyRecordBytes = 9;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The tags of one pass, decoded from a stream.
+std::vector<timing::TimeTag> passTags() {
+    const std::vector<std::uint8_t> stream = bench::raw64_stream(kPassTags * timing::kTagWordBytes);
+    timing::StreamDecoder decoder(bench::stream_header(timing::StreamFormat::Raw64));
+    const auto tags = decoder.feed(stream);
+    return {tags.begin(), tags.begin() + kPassTags};
+}
+
+// Seconds that bare writes of `bytes` to a new file take, a megabyte or so at a time.
+double plainWriteSeconds(const std::filesystem::path& path, std::uint64_t bytes) {
+    const std::vector<std::uint8_t> piece(kPassTags * timing::kTagWordBytes, 0x55);
+    std::filesystem::remove(path);
+    const auto start = Clock::now();
+    timing::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600));
+    for (std::uint64_t written = 0; written < bytes; written += piece.size()) {
+        file.write(std::span(piece).first(std::min<std::uint64_t>(piece.size(), bytes - written)));
+    }
+    file.close();
+    const double took = secondsSince(start);
+    std::filesystem::remove(path);
+    return took;
+}
+
+// Records `passes` times the tags, from decoded tags to the closed file; returns the seconds it took.
+double record(const std::filesystem::path& path, const std::vector<timing::TimeTag>& tags) {
+    using Entry = AsyncDecodedQorntsWriter::Entry;
+    std::filesystem::remove(path);
+    const auto start = Clock::now();
+    AsyncDecodedQorntsWriter writer(QString::fromStdString(path.string()),
+                                    bench::stream_header(timing::StreamFormat::Raw64));
+    for (std::size_t pass = 0; pass < kPasses; ++pass) {
+        std::vector<unsigned char> words;
+        timing::appendDecodedQorntsTags(words, tags);
+        writer.enqueue({Entry::Kind::Data, {}, std::move(words), {}});
+    }
+    writer.close();
+    return secondsSince(start);
+}
+
+void finish(benchmark::State& state, double plainSeconds, double seconds) {
+    const double rounds = static_cast<double>(state.iterations());
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kTags));
+    state.counters["plain_write_tags/s"] = static_cast<double>(kTags) * rounds / plainSeconds;
+    state.counters["of_plain_write"] = plainSeconds / seconds;
+}
+
+void recordWrite(benchmark::State& state) {
+    const QTemporaryDir folder;
+    const std::filesystem::path path = folder.filePath(QStringLiteral("run.qornts")).toStdString();
+    const std::vector<timing::TimeTag> tags = passTags();
+    double plain = 0.0;
+    double total = 0.0;
+    for ([[maybe_unused]] auto _ : state) {
+        plain += plainWriteSeconds(path, kTags * timing::kTagWordBytes);
+        const double took = record(path, tags);
+        total += took;
+        state.SetIterationTime(took);
+        if (std::filesystem::file_size(path) < kTags * timing::kTagWordBytes) {
+            state.SkipWithError("the recording is not complete");
+            return;
+        }
+    }
+    finish(state, plain, total);
+}
+BENCHMARK(recordWrite)->Name("record/write")->UseManualTime()->Unit(benchmark::kMillisecond);
+
+void exportRecording(benchmark::State& state, qornts::ExportFormat format) {
+    const QTemporaryDir folder;
+    const std::filesystem::path path = folder.filePath(QStringLiteral("run.qornts")).toStdString();
+    record(path, passTags());
+    qornts::Command command;
+    command.action = qornts::Action::Export;
+    command.files = {path};
+    command.format = format;
+    command.output = folder.filePath(QStringLiteral("out")).toStdString();
+    double plain = 0.0;
+    double total = 0.0;
+    for ([[maybe_unused]] auto _ : state) {
+        std::filesystem::remove(command.output);
+        const auto start = Clock::now();
+        qornts::exportRecording(command);
+        const double took = secondsSince(start);
+        total += took;
+        state.SetIterationTime(took);
+        const std::uint64_t written = std::filesystem::file_size(command.output);
+        if (written < kTags * kNpyRecordBytes) {
+            state.SkipWithError("the export is not complete");
+            return;
+        }
+        plain += plainWriteSeconds(command.output, written);
+    }
+    finish(state, plain, total);
+}
+BENCHMARK_CAPTURE(exportRecording, npy, qornts::ExportFormat::Npy)
+    ->Name("qornts/export_npy")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(exportRecording, csv, qornts::ExportFormat::Csv)
+    ->Name("qornts/export_csv")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+} // namespace
