@@ -107,6 +107,12 @@ void counterTags(benchmark::State& state) {
     state.counters["of_plain_loop"] =
         static_cast<double>(tags) / std::chrono::duration<double>(busy).count() / plain;
 }
-BENCHMARK(counterTags)->Name("tab/counter_tags/gate_ms")->Arg(100)->Arg(10)->Arg(1)->UseManualTime();
+BENCHMARK(counterTags)
+    ->Name("tab/counter_tags/gate_ms")
+    ->Arg(100)
+    ->Arg(10)
+    ->Arg(1)
+    ->MinTime(2)
+    ->UseManualTime();
 
 } // namespace

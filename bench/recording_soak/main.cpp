@@ -88,6 +88,10 @@ int report(const std::vector<Sample>& samples, std::uint64_t tags, double second
         std::minmax_element(samples.begin(), samples.end(), [](const Sample& one, const Sample& other) {
             return one.mebibytes < other.mebibytes;
         });
+    constexpr std::size_t kEvery = 20;
+    for (std::size_t index = 0; index < samples.size(); index += kEvery) {
+        std::printf("%4.0f s: %.2f MiB\n", samples[index].seconds, samples[index].mebibytes);
+    }
     const double growth = growthPerHour(samples);
     std::printf("recorded: %llu tags in %.0f s, %.2f million tags/s\n", static_cast<unsigned long long>(tags),
                 seconds, static_cast<double>(tags) / seconds / 1e6);

@@ -8,6 +8,7 @@ namespace {
 
 constexpr double kLeastBins = 10.0;
 constexpr double kMostBins = 100.0;
+constexpr double kEdgeTolerance = 1e-9; // of a bin: a value on an edge is in the upper bin, rounded or not
 
 struct Bins {
     double start = 0.0; // lower edge of the first
@@ -49,7 +50,7 @@ CountHistogram countHistogram(const CounterTraces& traces, bool wholeNumbers) {
         QList<double>& heights = result.heights[trace];
         heights.fill(0.0, bins.count);
         for (const double value : traces.ys.at(trace)) {
-            const double bin = (value - bins.start) / bins.width;
+            const double bin = (value - bins.start) / bins.width + kEdgeTolerance;
             heights[std::clamp<qsizetype>(static_cast<qsizetype>(bin), 0, bins.count - 1)] += 1.0;
         }
         result.highest = std::max(result.highest, *std::max_element(heights.cbegin(), heights.cend()));

@@ -24,7 +24,7 @@ constexpr int kControlsWidth = 290;
 constexpr int kSideMargin = 6; // between the columns
 constexpr QSize kLeastPlotsSize{320, 250};
 // A history of at most so many samples is shown with every sample, a longer one now and then.
-constexpr std::size_t kPromptSamples = 2000;
+constexpr std::size_t kPromptSamples = 1000;
 constexpr int kRefreshMs = 40;
 constexpr std::size_t kSamplesPerMs = 5000; // so much more time between pictures of a longer history
 constexpr qsizetype kMostRows = 4096;       // collected before they go to the log

@@ -11,6 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 namespace qorn::timetagger::gui {
 namespace {
 
@@ -119,6 +122,41 @@ TEST_P(FillingDisk, EarlierPartsAreCompleteAndTheLastHasWholeRecords) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AtEachByteOfARecord, FillingDisk, ::testing::Range<std::size_t>(0, 8));
+
+// A disk that takes nothing for a while: the queue of the writer fills up, then the capture stands, and the
+// tags wait in the reader's queue.
+TEST(SlowDisk, HoldsUpTheCaptureAndLosesNothing) {
+    constexpr std::size_t kTags = 600'000;
+    test::BlockedFile file;
+    qorn::testing::ScopedDriver driver;
+    timing::Device device = timing::Device::open_serial("A");
+    CaptureRequest request;
+    request.mode = QStringLiteral("external");
+    request.stream.format = StreamChoice::Raw64;
+    request.batchSize = 100;
+    request.recording.path = file.path();
+    std::atomic<bool> stop{false};
+    test::RecordingEvents events;
+    events.onTags = [&stop](std::size_t total) { stop = total >= kTags; };
+    driver->feed(test::wordsOf(tagsFrom(0, kTags)));
+    std::string failure;
+    std::thread capture([&] {
+        test::ManualClock clock;
+        failure = test::failureOf([&] { captureLoop(device, request, nullptr, stop, events, clock); });
+    });
+    EXPECT_TRUE(file.waitUntilWritten());
+    EXPECT_TRUE(driver->waitUntilStreamIdle()); // the reader goes on
+    // A pipe of 64 KiB, the file's buffer of 1 MiB and 512 passes of 100 tags, with something to spare.
+    EXPECT_LT(events.tagCount(), std::size_t{250'000});
+    file.drain();
+    capture.join();
+    EXPECT_EQ(failure, "");
+    const qorn::testing::Bytes bytes = file.finish();
+    qorn::testing::writeBytes(std::filesystem::path(file.path().toStdString() + ".copy"), bytes);
+    EXPECT_TRUE(sameTags(tagsFrom(0, kTags), readRecording(file.path() + QStringLiteral(".copy")).tags));
+    EXPECT_TRUE(sameTags(tagsFrom(0, kTags), events.tags()));
+    EXPECT_TRUE(events.losses().empty());
+}
 
 TEST(FullDiskOfAController, IsShownAndTheCaptureEnds) {
     TemporaryFolder folder;

@@ -147,10 +147,9 @@ TEST_P(RecordedStream, HoldsEveryTagOnceOverWrapsAndRotations) {
     ASSERT_GT(sent.back().timestamp_ps, kWrapPs + kSecondPs);
     capture(wireBytes(stream, sent), sent.size(), 20);
     const auto parts = partsIn(folder);
-    ASSERT_GE(parts.size(), 4U);
-    for (const auto& part : parts) {
-        EXPECT_GT(tagsInFile(part), 0U) << part;
-    }
+    const auto filled =
+        std::count_if(parts.begin(), parts.end(), [](const auto& part) { return tagsInFile(part) > 0; });
+    ASSERT_GE(filled, 4); // one may be empty: the time of the loop goes on while no tags come
     EXPECT_TRUE(sameTags(sent, readBack(parts)));
     if (stream.decoderRight) {
         EXPECT_TRUE(sameTags(sent, decoded(parts)));

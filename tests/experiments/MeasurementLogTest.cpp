@@ -223,7 +223,7 @@ TEST_P(MeasurementLogs, EndWhenThereIsNoNextFile) {
     std::filesystem::create_directory(stage.pathOf(1));
     stage.clock.advance(10s);
     EXPECT_EQ(stage.append(texts({"c", "d"})), State::Failed);
-    EXPECT_EQ(stage.error, QStringLiteral("Could not open log file:\nIs a directory"));
+    EXPECT_EQ(stage.appendError, QStringLiteral("Could not open log file:\nIs a directory"));
     EXPECT_FALSE(stage.log->isOpen());
     EXPECT_TRUE(stage.log->path().isEmpty());
     EXPECT_EQ(stage.append(texts({"e", "f"})), State::Closed);
@@ -256,7 +256,7 @@ TEST_P(MeasurementLogs, EndSilentlyAtTheirMaximumDuration) {
     EXPECT_EQ(stage.append(texts({"a", "b"})), State::Ready);
     stage.clock.advance(1ms);
     EXPECT_EQ(stage.append(texts({"c", "d"})), State::Ended);
-    EXPECT_TRUE(stage.error.isEmpty());
+    EXPECT_TRUE(stage.appendError.isEmpty());
     EXPECT_FALSE(stage.log->isOpen());
     EXPECT_TRUE(stage.log->path().isEmpty());
     EXPECT_EQ(stage.append(texts({"e", "f"})), State::Closed);
@@ -381,7 +381,7 @@ TEST(MeasurementLog, AnEmptyHeaderIsAListOfNoneInBinary) {
     ASSERT_TRUE(stage.starts());
     qorn::testing::Bytes end = qorn::testing::readBytes(stage.pathOf(0));
     end.erase(end.begin(), end.end() - 10);
-    EXPECT_EQ(end, qorn::testing::bytesFromHex("02 00 00 00 7b 7d 00 00 00 00"));
+    EXPECT_EQ(end, qorn::testing::bytesFromHex("02 00 00 00 7B 7D 00 00 00 00"));
 }
 
 TEST(MeasurementLog, ALongTextIsOneStringInBinary) {

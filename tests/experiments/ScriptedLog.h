@@ -52,7 +52,7 @@ public:
     }
     // A row as a tab would write it: when the log may take it.
     State append(const QStringList& fields) {
-        const State state = log->prepare(error);
+        const State state = log->prepare(appendError);
         if (state == State::Ready) {
             log->writeRow(fields);
         }
@@ -69,7 +69,7 @@ public:
     ScriptedLogClock clock;
     timetagger::gui::LogPlan plan;
     timetagger::gui::LogHeader header;
-    QString error; // of the last append
+    QString appendError; // of the last append
     std::unique_ptr<MeasurementLog> log = std::make_unique<MeasurementLog>(*this, clock);
 
 private:

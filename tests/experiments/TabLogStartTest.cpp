@@ -215,11 +215,20 @@ TEST(TabLogStart, WarnsWhenTheHeaderCannotBeWritten) {
     TabLogStage stage(true);
     stage.tab->config = {{QStringLiteral("long"), QString(200'000, QLatin1Char('x'))}};
     {
-        const test::FileSizeLimit limit(20'000);
+        const test::FileSizeLimit limit(0);
         EXPECT_FALSE(stage.starts());
     }
     EXPECT_TRUE(warns(stage, QStringLiteral("Could not write log header:\nFile too large")));
     EXPECT_FALSE(stage.tab->isLogOpen());
+    {
+        const test::FileSizeLimit limit(20'000); // fails in the middle of a write
+        EXPECT_FALSE(stage.starts());
+    }
+    const std::optional<ShownWarning> shown = stage.takeWarning();
+    ASSERT_TRUE(shown.has_value());
+    EXPECT_TRUE(shown->text.startsWith(QStringLiteral("Could not write log header:\n")));
+    EXPECT_FALSE(stage.tab->isLogOpen());
+    EXPECT_TRUE(stage.starts());
 }
 
 TEST(TabLogStart, WriteErrorsBehindTheHeaderAreNotTold) {

@@ -1,5 +1,5 @@
 // The reader of the text form: what it takes, what it refuses and with which text.
-#include "AddressSpaceLimit.h"
+#include "AllocationWatch.h"
 #include "PlotFileStage.h"
 
 #include <QElapsedTimer>
@@ -222,8 +222,9 @@ QString pointsText(int count) {
 TEST_F(CsvReading, FiveMillionPointsLoad) {
     const QString text = pointsText(5'000'000);
     {
-        const AddressSpaceLimit limit(std::size_t{1} << 30);
+        const AllocationWatch watch;
         ASSERT_TRUE(loadsText(text));
+        EXPECT_LT(watch.peakBytes(), std::size_t{600} << 20) << "the lists take 80 megabytes";
     }
     EXPECT_TRUE(hasView(plot, {1, 3, 2, 4}));
     PlotFileFields file;

@@ -1,9 +1,8 @@
 // The reader of the binary form does not trust a file: cut off, damaged, forged and random bytes.
-#include "AddressSpaceLimit.h"
+#include "AllocationWatch.h"
 #include "MessageGuard.h"
 #include "PlotFileStage.h"
 
-#include <new>
 #include <ostream>
 #include <random>
 
@@ -165,8 +164,11 @@ TEST_P(ForgedCounts, AllocateNothing) {
             }
             bytes.int32(count);
             bytes.raw(QByteArray(following, '\0'));
-            const AddressSpaceLimit limit(24 * kMebibyte);
-            ASSERT_TRUE(refuses(bytes.bytes(), kIncomplete)) << count << " with " << following;
+            const QByteArray file = bytes.bytes();
+            const AllocationWatch watch;
+            ASSERT_TRUE(refuses(file, kIncomplete)) << count << " with " << following;
+            ASSERT_LT(watch.peakBytes(), kMebibyte / 16) << count << " with " << following;
+            ASSERT_LT(watch.largestRequest(), kMebibyte / 16) << count << " with " << following;
         }
     }
     EXPECT_TRUE(showsOldPlot());
@@ -193,13 +195,17 @@ INSTANTIATE_TEST_SUITE_P(
         Forgery{"MarkerColours", PlotField::MarkerColours}),
     [](const auto& test) { return test.param.name; });
 
-TEST_F(PlotHostile, TheLimitOfTheseTestsIsFeltByALargeList) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizer ends the process instead";
-#endif
-    const AddressSpaceLimit limit(24 * kMebibyte);
-    QList<double> list;
-    EXPECT_THROW(list.reserve(4'999'999), std::bad_alloc);
+TEST_F(PlotHostile, TheWatchOfTheseTestsSeesWhatQtAllocates) {
+    const AllocationWatch watch;
+    {
+        QList<double> list;
+        list.reserve(kMebibyte);
+        EXPECT_GE(watch.peakBytes(), 8 * kMebibyte);
+        EXPECT_LT(watch.peakBytes(), 9 * kMebibyte);
+        EXPECT_GE(watch.largestRequest(), 8 * kMebibyte);
+    }
+    const QByteArray second(qsizetype(4 * kMebibyte), 'x');
+    EXPECT_LT(watch.peakBytes(), 9 * kMebibyte) << "one after the other";
 }
 
 // Memory in proportion to the file, whatever its lists hold: an empty inner list takes four bytes of it.
@@ -210,8 +216,10 @@ TEST_F(PlotHostile, ManyEmptyListsTakeMemoryInProportionToTheFile) {
         bytes.raw(PlotFileFields().bytesUpTo(field));
         bytes.int32(kLists);
         bytes.raw(QByteArray(4 * kLists, '\0'));
-        const AddressSpaceLimit limit(160 * kMebibyte);
-        EXPECT_TRUE(refuses(bytes.bytes(), kIncomplete));
+        const QByteArray file = bytes.bytes();
+        const AllocationWatch watch;
+        EXPECT_TRUE(refuses(file, kIncomplete));
+        EXPECT_LT(watch.peakBytes(), 24 * std::size_t(file.size()));
     }
 }
 
@@ -268,8 +276,9 @@ protected:
 TEST_P(PlotLimits, FiveMillionPointsLoad) {
     const QByteArray bytes = fileWith(kMostPoints);
     {
-        const AddressSpaceLimit limit(256 * kMebibyte);
+        const AllocationWatch watch;
         ASSERT_TRUE(loads(bytes));
+        EXPECT_LT(watch.peakBytes(), 200 * kMebibyte) << "the lists take 80 megabytes";
     }
     EXPECT_TRUE(hasView(plot, {-1, 2, -10, 20}));
     EXPECT_EQ(plot.toBinary(), bytes);

@@ -63,6 +63,7 @@ TEST(CommandLine, WrongUsageIsNamed) {
         {{}, "a command is missing: info or export"},
         {{"print"}, "unknown command \"print\""},
         {{"info"}, "the name of a recording is missing"},
+        {{"info", ""}, "the name of a file is empty"},
         {{"info", "a", "--csv", "b"}, "unknown option \"--csv\""},
         {{"info", "-x"}, "unknown option \"-x\""},
         {{"export", "a"}, "export needs --csv or --npy"},

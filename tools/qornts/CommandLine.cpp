@@ -55,7 +55,9 @@ private:
     }
 
     void take(std::string_view argument) {
-        if (optionsEnded || argument.size() < 2 || argument.front() != '-') {
+        if (argument.empty()) {
+            throw UsageError("the name of a file is empty");
+        } else if (optionsEnded || argument.size() < 2 || argument.front() != '-') {
             command.files.emplace_back(argument);
         } else if (argument == "--") {
             optionsEnded = true;
