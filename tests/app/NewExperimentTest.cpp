@@ -40,8 +40,11 @@ TEST(ExperimentCatalog, OffersTheTypesInTheirOrder) {
     }
 }
 
-TEST(ExperimentCatalog, NeverOffersACoincidenceTab) {
+TEST(ExperimentCatalog, MakesACoincidenceTabForFilesButNeverOffersIt) {
     EXPECT_FALSE(offeredExperimentTypes().contains(QStringLiteral("Coincidence")));
+    const std::unique_ptr<ExperimentTab> tab(createExperiment(QStringLiteral("Coincidence")));
+    ASSERT_NE(tab, nullptr);
+    EXPECT_EQ(tab->experimentType(), QStringLiteral("Coincidence"));
 }
 
 TEST(ExperimentCatalog, KnowsNamesOnlyExactly) {

@@ -23,8 +23,9 @@ public:
         return cells;
     }
     void setPairWindows(double ns) {
-        number("windowNs").setValue(ns);
-        button("applyToAll").click();
+        for (int pair = 1; pair <= 6; ++pair) {
+            number("pairWindowsNs", pair).setValue(ns);
+        }
     }
     ShownPlot histogram() const { return shownBy(plot("histogramPlot")); }
     ShownPlot trace() const { return shownBy(plot("coincidenceTracePlot")); }
