@@ -22,7 +22,7 @@ namespace {
 using namespace qorn;
 using namespace qorn::timetagger::gui;
 
-constexpr double kSettleSeconds = 20.0; // until all buffers have their size
+constexpr double kSettleSeconds = 40.0; // until all buffers have their size and a part is rotated
 constexpr int kRotateSeconds = 30;
 constexpr double kMebibyte = 1048576.0;
 constexpr double kMostGrowthPerHour = 4.0; // MiB; a page or two in minutes is no growth

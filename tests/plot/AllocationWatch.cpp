@@ -8,7 +8,12 @@
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define WATCHED_BY_SANITIZER
-#include <sanitizer/allocator_interface.h>
+// Of the sanitizers' run time, whose headers not every compiler brings along.
+extern "C" {
+int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, std::size_t),
+                                              void (*onFree)(const volatile void*));
+std::size_t __sanitizer_get_allocated_size(const volatile void* pointer);
+}
 #endif
 
 namespace plottest {
@@ -51,7 +56,7 @@ void onMalloc(const volatile void*, std::size_t bytes) {
 }
 
 void onFree(const volatile void* pointer) {
-    given(__sanitizer_get_allocated_size(const_cast<const void*>(pointer)));
+    given(__sanitizer_get_allocated_size(pointer));
 }
 
 const int kInstalled = __sanitizer_install_malloc_and_free_hooks(onMalloc, onFree);
