@@ -22,9 +22,30 @@ extern "C" void removeAndEnd(int signal) {
     std::raise(signal);
 }
 
+class BlockedSignals {
+public:
+    BlockedSignals() {
+        sigset_t blocked;
+        ::sigemptyset(&blocked);
+        for (const int signal : kSignals) {
+            ::sigaddset(&blocked, signal);
+        }
+        ::sigprocmask(SIG_BLOCK, &blocked, &before);
+    }
+    ~BlockedSignals() { ::sigprocmask(SIG_SETMASK, &before, nullptr); }
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+private:
+    sigset_t before{};
+};
+
 } // namespace
 
-InterruptCleanup::InterruptCleanup(const std::string& path) : doomed(path) {
+InterruptCleanup::InterruptCleanup(const std::string& path, const std::function<void()>& create)
+    : doomed(path) {
+    const BlockedSignals blocked;
+    create();
     doomedPath = doomed.c_str();
     for (const int signal : kSignals) {
         if (std::signal(signal, removeAndEnd) == SIG_IGN) {

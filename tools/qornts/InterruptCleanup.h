@@ -2,13 +2,16 @@
 // the whole program.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace qorn::qornts {
 
 class InterruptCleanup {
 public:
-    explicit InterruptCleanup(const std::string& path);
+    // Calls `create`, which makes the file; an interrupt meanwhile waits until it can be removed. What
+    // `create` throws is passed on, and then nothing is removed.
+    InterruptCleanup(const std::string& path, const std::function<void()>& create);
     ~InterruptCleanup();
     InterruptCleanup(const InterruptCleanup&) = delete;
     InterruptCleanup& operator=(const InterruptCleanup&) = delete;

@@ -22,13 +22,14 @@ OutputFile::OutputFile(fs::path path, bool replace) : target(std::move(path)), r
     }
     fs::path beside = target;
     beside += ".part";
-    file = timing::FileDescriptor(::open(
-        beside.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | (replace ? O_TRUNC : O_EXCL), 0666));
-    if (!file.is_open()) {
-        fail(beside);
-    }
+    cleanup.emplace(beside.string(), [&] {
+        const int mode = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | (replace ? O_TRUNC : O_EXCL);
+        file = timing::FileDescriptor(::open(beside.c_str(), mode, 0666));
+        if (!file.is_open()) {
+            fail(beside);
+        }
+    });
     part = std::move(beside);
-    cleanup.emplace(part.string());
 }
 
 OutputFile::OutputFile() : target("standard output"), file(::dup(STDOUT_FILENO)) {
