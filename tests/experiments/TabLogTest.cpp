@@ -188,8 +188,8 @@ TEST_P(TabLogs, SnapshotsComeOncePerSecondWithThePlotAsItStands) {
     EXPECT_EQ(snapshots[0].plot, first);
     for (std::size_t i = 1; i < snapshots.size(); ++i) {
         EXPECT_EQ(snapshots[i].plot, later);
-        // The timer's own exactness is a twentieth.
-        EXPECT_GE(loggedTime(snapshots[0].time).msecsTo(loggedTime(snapshots[i].time)), 950 * qint64(i));
+        // The timer's own exactness is a twentieth, and the first snapshot may itself be late.
+        EXPECT_GE(loggedTime(snapshots[0].time).msecsTo(loggedTime(snapshots[i].time)), 900 * qint64(i));
     }
 }
 
