@@ -1,7 +1,10 @@
 #include "ExperimentCatalog.h"
 
 #include "CoincidenceTab.h"
+#include "CorrelationTab.h"
 #include "CounterTab.h"
+#include "FrequencyTab.h"
+#include "MultiCorrelationTab.h"
 #include "TimeTagTab.h"
 
 namespace qorn::timetagger::gui {
@@ -20,9 +23,9 @@ struct CatalogRow {
 
 // In the order in which they are offered.
 constexpr CatalogRow kCatalog[] = {
-    {"Counter", make<CounterTab>},
-    {"Coincidence", make<CoincidenceTab>, false},
-    {"Time tags", make<TimeTagTab>},
+    {"Counter", make<CounterTab>},         {"Coincidence", make<CoincidenceTab>, false},
+    {"Correlation", make<CorrelationTab>}, {"Multi correlation", make<MultiCorrelationTab>},
+    {"Frequency", make<FrequencyTab>},     {"Time tags", make<TimeTagTab>},
 };
 
 } // namespace

@@ -12,6 +12,8 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QPushButton>
 #include <QTextStream>
 #include <QTimer>
@@ -24,6 +26,21 @@ namespace {
 using namespace qorn::timetagger::gui;
 
 constexpr int kPatienceMs = 20000;
+
+// What is measured, with settings that show something of the first simulated unit.
+struct Page {
+    const char* type;
+    const char* picture;
+    const char* config;
+};
+constexpr Page kPages[] = {
+    {"Counter", "counter", "{}"},
+    {"Coincidence", "coincidence", "{}"},
+    {"Correlation", "correlation", "{}"},
+    {"Multi correlation", "multi_correlation", "{}"},
+    {"Frequency", "frequency", R"({"channel": 4, "showDriftPlot": true, "showHistogramPlot": true})"},
+    {"Time tags", "time_tags", "{}"},
+};
 
 class Tour {
 public:
@@ -52,9 +69,9 @@ public:
             out << "the instrument could not be opened\n";
             return false;
         }
-        measure(QStringLiteral("Counter"));
-        measure(QStringLiteral("Coincidence"));
-        measure(QStringLiteral("Time tags"));
+        for (const Page& page : kPages) {
+            measure(page);
+        }
         printRates();
         window.deviceController().close();
         if (gateSeconds <= 0.0) {
@@ -65,17 +82,19 @@ public:
     }
 
 private:
-    // Plays a tab of the type for the time of the tour.
-    void measure(const QString& type) {
+    // Plays a tab of the page's type for the time of the tour.
+    void measure(const Page& page) {
+        const QString type = QLatin1String(page.type);
         DetachableTabWidget& tabs = window.experimentTabs();
         auto* tab = qobject_cast<ExperimentTab*>(tabs.currentWidget());
         if (tab == nullptr || tab->experimentType() != type) {
             window.addExperimentTab(createExperiment(type));
             tab = qobject_cast<ExperimentTab*>(tabs.currentWidget());
         }
+        tab->loadConfig(QJsonDocument::fromJson(page.config).object());
         Q_EMIT tab->startRequested();
         pause(seconds * 1000);
-        picture(type.toLower().replace(QLatin1Char(' '), QLatin1Char('_')));
+        picture(QLatin1String(page.picture));
         Q_EMIT tab->cancelRequested();
         waitFor([&] { return !window.deviceController().isCapturing(); });
         pause(50);
