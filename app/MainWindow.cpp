@@ -37,12 +37,18 @@ constexpr int kOpenedMessageMs = 2000;
 constexpr int kSavedMessageMs = 4000;
 constexpr const char* kDefaultTheme = "qorn";
 
-// Six pairs are more than a scheme has colours for: their traces keep their own, on the scheme's ground.
-void applyScheme(BarChartWidget& plot, const QString& scheme) {
-    if (plot.objectName() == QLatin1String("coincidenceTracePlot")) {
+// Six pairs are more than a scheme has colours for.
+bool showsPairs(const BarChartWidget& plot, const ExperimentTab& tab) {
+    return plot.objectName() == QLatin1String("coincidenceTracePlot") ||
+           tab.experimentType() == QLatin1String("Multi correlation");
+}
+
+// Traces of pairs keep their own colours, on the scheme's ground.
+void applyScheme(BarChartWidget& plot, const ExperimentTab& tab, const QString& scheme) {
+    if (showsPairs(plot, tab)) {
         const PlotScheme colors = plotScheme(scheme);
-        plot.setStyleSheet(QStringLiteral("#coincidenceTracePlot { background: %1; color: %2; }")
-                               .arg(colors.background.name(), colors.foreground.name()));
+        plot.setStyleSheet(QStringLiteral("#%1 { background: %2; color: %3; }")
+                               .arg(plot.objectName(), colors.background.name(), colors.foreground.name()));
         return;
     }
     const PlotOptions options = plot.plotOptions();
@@ -372,7 +378,7 @@ void MainWindow::applyPlotScheme(ExperimentTab* tab) {
         plots.append(lent);
     }
     for (BarChartWidget* plot : std::as_const(plots)) {
-        applyScheme(*plot, plotSchemeFor(themeName));
+        applyScheme(*plot, *tab, plotSchemeFor(themeName));
     }
 }
 
