@@ -26,12 +26,9 @@ timing::StreamFileHeader fileHeader(timing::StreamFileHeader stream) {
 
 // The path, or with a number added when there is such a file already: a recording never replaces another.
 QString freePath(const QString& path) {
-    const QFileInfo info(path);
-    const QString suffix = info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix();
     QString candidate = path;
     for (int number = 2; QFileInfo(candidate).isFile(); ++number) {
-        candidate = info.dir().filePath(info.completeBaseName() + QLatin1Char('_') + QString::number(number) +
-                                        suffix);
+        candidate = pathWithAddition(path, QLatin1Char('_') + QString::number(number));
     }
     return candidate;
 }

@@ -12,7 +12,7 @@ namespace qorn::timetagger::gui {
 std::optional<PlotView> dataRange(const PlotModel& plot);
 
 // Makes the data's range, where there is one, automatic range and view, and forgets what the operator zoomed
-// into. An axis with all values equal reaches from there to 1 more.
+// into. An axis with all values equal is repaired as by BarChartWidget::setXRange().
 void showWholeData(PlotModel& plot);
 
 } // namespace qorn::timetagger::gui

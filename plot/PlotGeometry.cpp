@@ -1,6 +1,8 @@
 #include "PlotGeometry.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace qorn::timetagger::gui {
 
@@ -22,7 +24,10 @@ QRectF plotArea(QSize widget, int fontHeight, bool hasXLabel) {
 }
 
 double repairedUpper(double lo, double hi) {
-    return lo < hi ? hi : lo + 1.0;
+    if (lo < hi)
+        return hi;
+    // From 2^53 on one more is no other number.
+    return std::max(lo + 1.0, std::nextafter(lo, std::numeric_limits<double>::max()));
 }
 
 double PlotMapping::pixelX(double value) const {

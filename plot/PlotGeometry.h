@@ -12,7 +12,7 @@ namespace qorn::timetagger::gui {
 // The plot area of a widget of that size; an X axis label takes one more line of text. At least 10 by 10.
 QRectF plotArea(QSize widget, int fontHeight, bool hasXLabel);
 
-// The upper end of a range: hi, or lo + 1 unless lo is below hi.
+// The upper end of a range: hi, or lo + 1 unless lo is below hi. Always above a lo that leaves room for it.
 double repairedUpper(double lo, double hi);
 
 struct PlotMapping {

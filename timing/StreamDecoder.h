@@ -29,6 +29,8 @@ public:
 
     // Bytes received and not consumed yet; a packed record may start inside the first of them.
     std::span<const std::uint8_t> raw() const { return pending.span(); }
+    // Forgets these bytes: the rest of their record will not come. The time axis stays.
+    void drop_raw() { pending.drop_front(pending.size()); }
 
     // The decoder of the packed format, null for the other formats.
     const PackedDeltaDecoder* packed() const { return std::get_if<PackedDeltaDecoder>(&decoder); }

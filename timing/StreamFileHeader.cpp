@@ -4,22 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace qorn::timing::detail {
-namespace {
-
-std::string current_utc() {
-    const auto now = std::chrono::system_clock::now();
-    const auto micros =
-        std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count() % 1'000'000;
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    std::tm utc{};
-    gmtime_r(&seconds, &utc);
-    char date[32];
-    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &utc);
-    char text[48];
-    std::snprintf(text, sizeof text, "%s.%06dZ", date, static_cast<int>(micros));
-    return text;
-}
+namespace qorn::timing {
 
 const char* format_name(StreamFormat format) {
     switch (format) {
@@ -43,6 +28,23 @@ const char* transport_name(Transport transport) {
         break;
     }
     return "uart";
+}
+
+namespace detail {
+namespace {
+
+std::string current_utc() {
+    const auto now = std::chrono::system_clock::now();
+    const auto micros =
+        std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count() % 1'000'000;
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    char date[32];
+    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &utc);
+    char text[48];
+    std::snprintf(text, sizeof text, "%s.%06dZ", date, static_cast<int>(micros));
+    return text;
 }
 
 void append_text(std::string& json, const char* key, std::string_view value) {
@@ -118,4 +120,5 @@ std::string json_escape(std::string_view text) {
     return escaped;
 }
 
-} // namespace qorn::timing::detail
+} // namespace detail
+} // namespace qorn::timing

@@ -30,6 +30,11 @@ struct StreamFileHeader {
 
 inline constexpr std::string_view kStreamFileMagic = "QORNTS1\n";
 
+// As they stand in a header: "raw64", "delta32", "packed_delta"; "uart", "usb", "usb_async". Anything unknown
+// has the first name.
+const char* format_name(StreamFormat format);
+const char* transport_name(Transport transport);
+
 namespace detail {
 
 // The header as one line of JSON without spaces. An empty created_utc becomes the current UTC time, an empty

@@ -123,6 +123,9 @@ void StreamFileReader::open(const std::filesystem::path& path) {
         if (const std::string other = difference(fileHeader, opened.header); !other.empty()) {
             throw Error(TT_FAILED, message(path, "no part of the same recording: another " + other));
         }
+        if (decoder && endsInsideRecord()) {
+            decoder->drop_raw();
+        }
     } else if (!isPicoseconds(opened.header)) {
         decoder.emplace(opened.header);
     }

@@ -2,15 +2,14 @@
 
 #include "ChoiceBox.h"
 #include "CoincidenceCounts.h"
+#include "ControlNames.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QFormLayout>
 #include <QGroupBox>
-#include <QLabel>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
@@ -29,41 +28,19 @@ QDoubleSpinBox* makeNumber(double least, double most, const QString& suffix, con
     box->setDecimals(kDecimals);
     box->setRange(least, most);
     box->setSuffix(suffix);
+    box->setKeyboardTracking(false); // half a number would drop what it leaves no room for
     return box;
-}
-
-// One of several boxes alike: their names end with their number, from 1.
-QString numbered(const char* name, std::size_t index) {
-    return QLatin1String(name) + QString::number(index + 1);
 }
 
 } // namespace
 
 CoincidenceControls::CoincidenceControls(QWidget* parent) : QWidget(parent) {
-    auto* page = new QWidget;
-    auto* groups = new QVBoxLayout(page);
-    groups->setContentsMargins(0, 0, 0, 0);
-    groups->addWidget(createAcquisition());
-    groups->addWidget(createTrace());
-    groups->addWidget(createWindows());
-    groups->addWidget(createOffsets());
-    groups->addStretch(1);
-
-    auto* scroller = new QScrollArea(this);
-    scroller->setFrameShape(QFrame::NoFrame);
-    scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    scroller->setWidgetResizable(true);
-    scroller->setWidget(page);
-
-    status = new QLabel(this);
-    status->setObjectName(QStringLiteral("status"));
-    status->setStyleSheet(QStringLiteral("font-family: monospace;"));
-    status->setWordWrap(true);
-
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
-    column->addWidget(scroller, 1);
-    column->addWidget(status, 0);
+    for (QWidget* group : {createAcquisition(), createTrace(), createWindows(), createOffsets()}) {
+        column->addWidget(group);
+    }
+    column->addStretch(1);
     showSettings(CoincidenceSettings());
 }
 
@@ -97,7 +74,7 @@ QWidget* CoincidenceControls::createWindows() {
     for (std::size_t pair = 0; pair < kPairs; ++pair) {
         QDoubleSpinBox*& box = pairWindows[pair];
         box = makeNumber(Settings::kLeastWindowNs, Settings::kMostWindowNs, tr(" ns"), "");
-        box->setObjectName(numbered("pairWindowsNs", pair));
+        box->setObjectName(numberedName("pairWindowsNs", pair));
         form->addRow(labels.at(static_cast<qsizetype>(pair)), box);
         connect(box, &QDoubleSpinBox::valueChanged, this, &CoincidenceControls::settingsChanged);
     }
@@ -117,7 +94,7 @@ QWidget* CoincidenceControls::createOffsets() {
     for (std::size_t input = 0; input < offsets.size(); ++input) {
         QDoubleSpinBox*& box = offsets[input];
         box = makeNumber(-Settings::kMostOffsetNs, Settings::kMostOffsetNs, tr(" ns"), "");
-        box->setObjectName(numbered("offsetNs", input));
+        box->setObjectName(numberedName("offsetNs", input));
         box->setToolTip(tr("Timing offset for channel %1.").arg(input + 1));
         form->addRow(tr("Offset %1").arg(input + 1), box);
         connect(box, &QDoubleSpinBox::valueChanged, this, &CoincidenceControls::settingsChanged);
@@ -208,10 +185,6 @@ void CoincidenceControls::updateEnabled() {
     }
     split->setEnabled(showTrace->isChecked());
     traceHistory->setEnabled(showTrace->isChecked());
-}
-
-void CoincidenceControls::showStatus(const QString& text) {
-    status->setText(text);
 }
 
 } // namespace qorn::timetagger::gui

@@ -13,7 +13,6 @@ class QCheckBox;
 class QComboBox;
 class QDoubleSpinBox;
 class QGroupBox;
-class QLabel;
 
 namespace qorn::timetagger::gui {
 
@@ -28,7 +27,6 @@ public:
 
     // Whether what a running acquisition was started with may be changed; the display always may.
     void setAcquisitionSettingsEnabled(bool enabled);
-    void showStatus(const QString& text);
 
 Q_SIGNALS:
     void settingsChanged();
@@ -51,7 +49,6 @@ private:
     QCheckBox* showTrace = nullptr;
     QComboBox* split = nullptr;
     QDoubleSpinBox* traceHistory = nullptr;
-    QLabel* status = nullptr;
 };
 
 } // namespace qorn::timetagger::gui

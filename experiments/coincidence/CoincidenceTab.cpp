@@ -5,6 +5,7 @@
 #include "CoincidenceControls.h"
 #include "CoincidenceCounts.h"
 #include "CoincidenceTable.h"
+#include "ControlColumn.h"
 #include "TraceThinning.h"
 
 #include <QHBoxLayout>
@@ -39,15 +40,15 @@ BarChartWidget* makePlot(const char* name, QWidget* parent) {
 } // namespace
 
 CoincidenceTab::CoincidenceTab(QWidget* parent) : ExperimentTab(parent) {
-    controls = new CoincidenceControls(this);
-    controls->setFixedWidth(kControlsWidth);
+    controls = new CoincidenceControls;
+    column = new ControlColumn(controls, kControlsWidth);
     auto* layout = new QHBoxLayout(this);
-    layout->addWidget(controls, 0);
+    layout->addWidget(column, 0);
     layout->addWidget(createResults(), 1);
     connect(controls, &CoincidenceControls::settingsChanged, this, &CoincidenceTab::onSettingsChanged);
     onSettingsChanged();
     showNothing();
-    controls->showStatus(tr("idle"));
+    column->showStatus(tr("idle"));
 }
 
 QWidget* CoincidenceTab::createResults() {
@@ -72,13 +73,13 @@ QWidget* CoincidenceTab::createResults() {
     results->setStretchFactor(0, 0);
     results->setStretchFactor(1, 1);
 
-    auto* column = new QWidget(this);
-    auto* layout = new QVBoxLayout(column);
+    auto* side = new QWidget(this);
+    auto* layout = new QVBoxLayout(side);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
     layout->addWidget(results, 1);
-    layout->addWidget(createMeasurementToolbar(column, false, false), 0);
-    return column;
+    layout->addWidget(createMeasurementToolbar(side, false, false), 0);
+    return side;
 }
 
 void CoincidenceTab::onSettingsChanged() {
@@ -119,9 +120,9 @@ AcquisitionRequest CoincidenceTab::acquisitionRequest(bool streaming) const {
 
 void CoincidenceTab::showAcquiring() {
     controls->setAcquisitionSettingsEnabled(false);
-    controls->showStatus(hardwareMode && !requiresTagStreaming()
-                             ? tr("acquiring hardware coincidences...")
-                             : tr("acquiring coincidences from the tag stream..."));
+    column->showStatus(hardwareMode && !requiresTagStreaming()
+                           ? tr("acquiring hardware coincidences...")
+                           : tr("acquiring coincidences from the tag stream..."));
 }
 
 void CoincidenceTab::onStart() {
@@ -138,13 +139,13 @@ void CoincidenceTab::onResume() {
 void CoincidenceTab::onStop() {
     controls->setAcquisitionSettingsEnabled(true);
     updateTracePlot();
-    controls->showStatus(tr("stopped after %1 sample(s)").arg(engine.sampleCount()));
+    column->showStatus(tr("stopped after %1 sample(s)").arg(engine.sampleCount()));
 }
 
 void CoincidenceTab::resetMeasurement() {
     engine.reset();
     showNothing();
-    controls->showStatus(tr("cleared"));
+    column->showStatus(tr("cleared"));
 }
 
 void CoincidenceTab::onTagsBatch(const QList<UiTimeTag>& tags) {
@@ -169,11 +170,11 @@ void CoincidenceTab::showGates(std::span<const Gate> gates) {
         updateTracePlot();
     }
     logGates(gates);
-    controls->showStatus(tr("sample %1   gate %2 s   window %3 ns   total %4")
-                             .arg(gate.sample)
-                             .arg(gate.seconds, 0, 'f', 3)
-                             .arg(engine.settings().windowNs, 0, 'f', 3)
-                             .arg(gate.counts.pairSum));
+    column->showStatus(tr("sample %1   gate %2 s   window %3 ns   total %4")
+                           .arg(gate.sample)
+                           .arg(gate.seconds, 0, 'f', 3)
+                           .arg(engine.settings().windowNs, 0, 'f', 3)
+                           .arg(gate.counts.pairSum));
 }
 
 void CoincidenceTab::showNothing() {

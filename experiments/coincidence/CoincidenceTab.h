@@ -12,6 +12,7 @@ namespace qorn::timetagger::gui {
 
 class CoincidenceControls;
 class CoincidenceTable;
+class ControlColumn;
 
 class CoincidenceTab : public ExperimentTab {
     Q_OBJECT
@@ -50,6 +51,7 @@ private:
 
     CoincidenceEngine engine;
     CoincidenceControls* controls = nullptr;
+    ControlColumn* column = nullptr; // the controls and the status line
     CoincidenceTable* table = nullptr;
     QSplitter* results = nullptr; // the table and the plots
     QSplitter* plots = nullptr;

@@ -1,6 +1,7 @@
 #include "CounterControls.h"
 
 #include "ChoiceBox.h"
+#include "ControlNames.h"
 
 #include <QCheckBox>
 #include <QDoubleSpinBox>
@@ -15,11 +16,6 @@
 
 namespace qorn::timetagger::gui {
 namespace {
-
-// Name of one control of several that show an array.
-QString numbered(const char* key, std::size_t index) {
-    return QLatin1String(key) + QString::number(index + 1);
-}
 
 template <typename Choice>
 Choice choiceOf(const QComboBox* box) {
@@ -80,7 +76,7 @@ QWidget* CounterControls::createChannels() {
     auto* row = new QHBoxLayout(group);
     row->setSpacing(2);
     for (std::size_t channel = 0; channel < channels.size(); ++channel) {
-        channels[channel] = makeCheck(numbered("channels", channel), tr("Ch %1").arg(channel + 1), group);
+        channels[channel] = makeCheck(numberedName("channels", channel), tr("Ch %1").arg(channel + 1), group);
         row->addWidget(channels[channel]);
     }
     return group;
@@ -211,8 +207,8 @@ QWidget* CounterControls::createPairs(QWidget* parent) {
     grid->setColumnStretch(1, 1);
     for (std::size_t pair = 0; pair < kPairs; ++pair) {
         const QString label = CounterSettings::pairLabel(static_cast<int>(pair));
-        pairs[pair] = makeCheck(numbered("coincidencePairs", pair), label, part);
-        pairWindows[pair] = makeNanoseconds(numbered("coincidencePairWindowsNs", pair), 0.0,
+        pairs[pair] = makeCheck(numberedName("coincidencePairs", pair), label, part);
+        pairWindows[pair] = makeNanoseconds(numberedName("coincidencePairWindowsNs", pair), 0.0,
                                             CounterSettings::kMostWindowNs, part);
         pairWindows[pair]->setToolTip(tr("Coincidence full-width window for %1.").arg(label));
         pairWindows[pair]->setAccessibleName(tr("Pair window %1").arg(label));
@@ -230,7 +226,7 @@ QWidget* CounterControls::createOffsets(QWidget* parent) {
     form->addRow(new QLabel(tr("Offset values"), part));
     for (std::size_t channel = 0; channel < offsets.size(); ++channel) {
         offsets[channel] =
-            makeNanoseconds(numbered("coincidenceOffsetsNs", channel), -CounterSettings::kMostOffsetNs,
+            makeNanoseconds(numberedName("coincidenceOffsetsNs", channel), -CounterSettings::kMostOffsetNs,
                             CounterSettings::kMostOffsetNs, part);
         form->addRow(tr("Ch %1").arg(channel + 1), offsets[channel]);
     }

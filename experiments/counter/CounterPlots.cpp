@@ -15,8 +15,9 @@
 namespace qorn::timetagger::gui {
 namespace {
 
-constexpr qsizetype kMostPlottedPoints = 8000; // of one trace; a plot is rarely wider than half of that
-constexpr double kHeadroom = 1.15;             // of the Y range above the largest rate
+// Of one trace. A history in bins is never longer, so plot files and snapshots hold all of it.
+constexpr qsizetype kMostPlottedPoints = CounterSettings::kMostHistoryBins;
+constexpr double kHeadroom = 1.15; // of the Y range above the largest rate
 
 // One series per trace, thinned for painting.
 void showSeries(BarChartWidget& plot, const CounterTraces& traces, const QStringList& labels,

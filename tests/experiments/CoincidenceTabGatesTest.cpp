@@ -224,6 +224,20 @@ TEST(CoincidenceTrace, HoldsTheLastSecondsOfTheTraceHistory) {
     EXPECT_LE(stage.trace().ys[0].size(), 3) << "at once";
 }
 
+TEST(CoincidenceTrace, KeepsItsHistoryWhileALongerOneIsTyped) {
+    Stage stage;
+    stage.box("showTrace").setChecked(true);
+    for (int sample = 0; sample < 20; ++sample) {
+        stage.tab.onCoincidenceSample(someSample(1.0));
+    }
+    QDoubleSpinBox& history = stage.number("traceHistorySec");
+    history.selectAll();
+    QTest::keyClicks(&history, QStringLiteral("120"));
+    QTest::keyClick(&history, Qt::Key_Return);
+    EXPECT_EQ(history.value(), 120.0);
+    EXPECT_EQ(stage.trace().xs.value(0).size(), 20) << "1 and 12 s were on the way";
+}
+
 TEST(CoincidenceTrace, HasWhatWasMeasuredWhileItWasHidden) {
     Stage stage;
     stage.tab.onCoincidenceSample(someSample());

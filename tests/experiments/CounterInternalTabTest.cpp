@@ -64,15 +64,23 @@ TEST(CounterInternalTab, AStopShowsWhatWasNotShownYet) {
     EXPECT_EQ(stage.firstTrace().value(5000), 9.0);
 }
 
-TEST(CounterInternalTab, ALongTraceIsThinnedForPaintingAndKeepsItsPeaks) {
+TEST(CounterInternalTab, TheLongestHistoryInBinsIsShownSampleBySample) {
     Stage stage;
     stage.keepSamples(10000);
-    stage.feed(4321, 5);
+    stage.feed(10005, 5);
+    stage.tab.onStop();
+    EXPECT_EQ(stage.firstTrace().size(), 10000);
+}
+
+TEST(CounterInternalTab, ALongTraceIsThinnedForPaintingAndKeepsItsPeaks) {
+    Stage stage;
+    stage.number("timeWindowSec").setValue(3600.0);
+    stage.feed(9321, 5);
     stage.feed(1, 1000);
-    stage.feed(5678, 5);
+    stage.feed(20678, 5);
     stage.tab.onStop();
     const QList<double> shown = stage.firstTrace();
-    EXPECT_LE(shown.size(), 8000);
+    EXPECT_LE(shown.size(), 10000);
     EXPECT_EQ(*std::max_element(shown.begin(), shown.end()), 1000.0);
 }
 

@@ -37,14 +37,12 @@ ShownPlot shownBy(const BarChartWidget& plot) {
     qint32 version = 0;
     qint32 mode = 0;
     qint32 overlayMode = 0;
-    QList<QList<double>> overlays;
-    QStringList overlayLabels;
-    QList<QColor> overlayColors;
     stream >> version >> shown.xLabel >> shown.yLabel >> mode >> shown.barWidth >> shown.barXs >>
-        shown.barHeights >> shown.xs >> shown.ys >> shown.labels >> shown.colors >> overlayMode >> overlays >>
-        overlays >> overlayLabels >> overlayColors >> shown.statTexts >> shown.statColors >>
-        shown.markerValues >> shown.markerLabels >> shown.markerColors;
+        shown.barHeights >> shown.xs >> shown.ys >> shown.labels >> shown.colors >> overlayMode >>
+        shown.overlayXs >> shown.overlayYs >> shown.overlayLabels >> shown.overlayColors >> shown.statTexts >>
+        shown.statColors >> shown.markerValues >> shown.markerLabels >> shown.markerColors;
     shown.mode = mode;
+    shown.overlayMode = overlayMode;
     EXPECT_EQ(stream.status(), QDataStream::Ok);
     EXPECT_TRUE(stream.atEnd());
     return shown;

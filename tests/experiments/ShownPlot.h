@@ -23,6 +23,11 @@ struct ShownPlot {
     QList<QList<double>> ys;
     QStringList labels;
     QList<QColor> colors;
+    int overlayMode = -1;
+    QList<QList<double>> overlayXs;
+    QList<QList<double>> overlayYs;
+    QStringList overlayLabels;
+    QList<QColor> overlayColors;
     QStringList statTexts;
     QList<QColor> statColors;
     QList<double> markerValues;

@@ -208,6 +208,18 @@ TEST_F(PlotBinary, AnEmptyRangeIsRepairedToTheLengthOfOne) {
     EXPECT_TRUE(hasView(plot, {2, 3, 1, 9}));
 }
 
+TEST_F(PlotBinary, EqualValuesAreShownHoweverLargeTheyAre) {
+    for (const double value : {1e15, 9.1e15, 1e17, -1e17, 1e300}) {
+        ASSERT_TRUE(loadsLine({value, value}, {0, 1}));
+        EXPECT_GT(viewOf(plot).xMax, viewOf(plot).xMin) << value;
+        const double middle = plot.pixelFromValueX(value, plot.plotRect());
+        EXPECT_NEAR(middle, plot.plotRect().left(), 1e-6) << value;
+        ASSERT_TRUE(loadsLine({0, 1}, {value, value}));
+        EXPECT_GT(viewOf(plot).yMax, viewOf(plot).yMin) << value;
+        EXPECT_FALSE(picture().isNull());
+    }
+}
+
 TEST_F(PlotBinary, WithoutPointsTheRangesStay) {
     plot.setXRange(2, 6);
     ASSERT_TRUE(loads(PlotFileFields().bytes()));

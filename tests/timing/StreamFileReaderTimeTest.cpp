@@ -2,6 +2,7 @@
 #include "StreamFileReader.h"
 
 #include "ComparedDecoder.h"
+#include "Error.h"
 #include "StreamDecoder.h"
 #include "StreamFileReading.h"
 #include "StreamFiles.h"
@@ -282,14 +283,39 @@ TEST_P(ReadFormat, GoesOnInTheNextPart) {
     EXPECT_TRUE(sameTags(sent, readParts(reader, {first, second})));
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, ReadFormat,
-                         ::testing::Values(Format{"CoarseAndFine", testing::raw64Header("raw_cf"),
-                                                  HeaderText().setText("raw64_tag_format", "raw_cf")},
-                                           Format{"Delta32", testing::delta32Header(),
-                                                  HeaderText().setText("stream_format", "delta32")},
-                                           Format{"PackedDelta",
-                                                  testing::packedHeader(StreamMode::External, 15),
-                                                  HeaderText().setText("stream_format", "packed_delta")}),
+// Of whole bytes, as the packed one is not.
+class ReadFormatOfBytes : public ReadFormat {};
+
+TEST_P(ReadFormatOfBytes, GoesOnBehindAPartThatIsCutInARecord) {
+    Tags sent = generateTags({.seed = 6, .count = 3000, .mean_gap_ps = 1e7, .resolution_ps = 8});
+    const Bytes bytes = encode(sent);
+    const std::size_t whole = bytes.size() / 16 * 8;
+    const std::string first = folder.file("first.qornts");
+    const std::string second = folder.file("second.qornts");
+    testing::writeStreamFile(first, GetParam().text.json(), std::span(bytes).first(whole + 3));
+    testing::writeStreamFile(second, GetParam().text.json(), std::span(bytes).subspan(whole));
+    Tags all;
+    const auto readOn = [&] {
+        for (auto tags = reader.read(); !tags.empty(); tags = reader.read()) {
+            all.insert(all.end(), tags.begin(), tags.end());
+        }
+    };
+    reader.open(first);
+    EXPECT_THROW(readOn(), Error);
+    reader.open(second);
+    readOn();
+    EXPECT_TRUE(sameTags(sent, all)) << "the half record is not glued to the next part";
+}
+
+const Format kCoarseAndFine{"CoarseAndFine", testing::raw64Header("raw_cf"),
+                            HeaderText().setText("raw64_tag_format", "raw_cf")};
+const Format kDelta32{"Delta32", testing::delta32Header(), HeaderText().setText("stream_format", "delta32")};
+const Format kPackedDelta{"PackedDelta", testing::packedHeader(StreamMode::External, 15),
+                          HeaderText().setText("stream_format", "packed_delta")};
+
+INSTANTIATE_TEST_SUITE_P(Formats, ReadFormat, ::testing::Values(kCoarseAndFine, kDelta32, kPackedDelta),
+                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Formats, ReadFormatOfBytes, ::testing::Values(kCoarseAndFine, kDelta32),
                          [](const auto& test) { return test.param.name; });
 
 TEST_F(ReadTimes, ACutWordOfDelta32IsToldToo) {

@@ -40,37 +40,13 @@ std::string seconds(std::uint64_t ps) {
     return number;
 }
 
-const char* formatName(timing::StreamFormat format) {
-    switch (format) {
-    case timing::StreamFormat::Delta32:
-        return "delta32";
-    case timing::StreamFormat::PackedDelta:
-        return "packed_delta";
-    case timing::StreamFormat::Raw64:
-        break;
-    }
-    return "raw64";
-}
-
-const char* transportName(timing::Transport transport) {
-    switch (transport) {
-    case timing::Transport::Usb:
-        return "usb";
-    case timing::Transport::UsbAsync:
-        return "usb_async";
-    case timing::Transport::Uart:
-        break;
-    }
-    return "uart";
-}
-
 void addHeader(Lines& lines, const timing::StreamFileHeader& header) {
     lines.add("created", header.created_utc);
     lines.add("application", header.application);
     lines.add("product", header.device_product);
     lines.add("serial", header.device_serial);
     lines.add("port", header.device_port);
-    lines.add("format", formatName(header.format));
+    lines.add("format", timing::format_name(header.format));
     if (header.format == timing::StreamFormat::Raw64) {
         lines.add("tag format", header.raw64_tag_format);
     }
@@ -79,7 +55,7 @@ void addHeader(Lines& lines, const timing::StreamFileHeader& header) {
         lines.addCount("quantum (ps)", header.quantum_ps);
     }
     lines.add("mode", header.mode == timing::StreamMode::Internal ? "internal" : "external");
-    lines.add("transport", transportName(header.transport));
+    lines.add("transport", timing::transport_name(header.transport));
     lines.addCount("channel mask", header.channel_mask);
 }
 
