@@ -104,7 +104,7 @@ void DeviceController::close() {
     stopRequested = true;
     captureFuture.waitForFinished();
     cancelCalibrationRequested = true;
-    calibrationFuture.waitForFinished();
+    freeDevice();
     asyncFuture.waitForFinished();
     const bool hadSource = hasSource();
     sourceGeneration.begin();
@@ -116,6 +116,7 @@ void DeviceController::close() {
     serial.clear();
     product.clear();
     hostCalibration = {};
+    calStats.clear();
     hasCalibration = false;
     if (hadSource) {
         Q_EMIT closed();

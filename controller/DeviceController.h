@@ -2,8 +2,8 @@
 // block runs on the global thread pool; results come back as signals on the GUI thread.
 //
 // Created by the main window as its child. All operations are called on the GUI thread unless said otherwise.
-// At most one measurement runs; while it runs, or while a calibration upload does, the device belongs to that
-// task.
+// At most one measurement runs; while it runs, or while a calibration or an upload does, the device belongs
+// to that task.
 #pragma once
 
 #include "CaptureLoop.h"
@@ -16,6 +16,7 @@
 #include "InputSettings.h"
 #include "RelayEndpoint.h"
 #include "RelayServer.h"
+#include "UiCalChannelStat.h"
 #include "UiClockStatus.h"
 #include "UiCoincidenceSample.h"
 #include "UiCounterSample.h"
@@ -37,8 +38,12 @@
 
 namespace qorn::timetagger::gui {
 
+struct CalibrationRequest;
+struct CalibrationResult;
+
 class DeviceController : public QObject {
     Q_OBJECT
+    Q_PROPERTY(QList<qorn::timetagger::gui::UiCalChannelStat> calibrationStats READ calibrationStats)
 public:
     explicit DeviceController(QObject* parent = nullptr);
     ~DeviceController() override; // close(), then waits for every task
@@ -97,6 +102,9 @@ public:
     bool setTdlMasks(const std::array<unsigned char, timing::kChannels>& masks, QString* error);
     void setStreamSettings(const StreamSettings& settings) { stream = settings; }
 
+    // What the last calibration measured, by delay line and input; empty while one runs and after a failure.
+    QList<UiCalChannelStat> calibrationStats() const;
+
     // Path of the open device's saved calibration; empty when there is none.
     QString calibrationFilePath() const;
     // Takes a calibration file as the host's calibration. False with a text in `error` (may be null).
@@ -108,6 +116,14 @@ public:
     relay::RelayServer::Stats relayServerStats() const;
 
 public Q_SLOTS:
+    // Measures the active delay lines on a pool thread, each by about `samples` tags in `sweepSteps` steps of
+    // the generator around a frequency in Hz: calibrationStarted, then calibrationProgress, at last
+    // calibrationFinished, which also tells a refusal. The result of before is gone at once; the new one is
+    // pending until applyCalibration.
+    void runCalibration(unsigned long samples = 400000, unsigned long sweepSteps = 72,
+                        double frequencyHz = 100000.0);
+    // Asks the calibration to end at its next step; returns at once. Any thread.
+    void cancelCalibration();
     // Puts the host's calibration in force: on the host alone, or uploaded to the device as well (blocks),
     // saved or not. `report` (may be null) takes the outcome.
     bool applyCalibration(bool upload, bool store, QString* report = nullptr);
@@ -127,9 +143,12 @@ Q_SIGNALS:
     void calibrationMissing(const QString& serial);
     void calibrationRestoreFailed(const QString& serial, const QString& message);
     void closed();
+    void calibrationStarted();
+    void calibrationProgress(int percent, const QString& phase);
     void calibrationUploadStarted(const QString& path);
     void calibrationUploadProgress(int percent);
     void calibrationUploadFinished(bool ok, const QString& message);
+    void calibrationFinished(bool ok, const QString& message);
     void clockStatusChanged(const qorn::timetagger::gui::UiClockStatus& status);
     void tagsBatch(const QList<qorn::timetagger::gui::UiTimeTag>& batch);
     void counterSample(const qorn::timetagger::gui::UiCounterSample& sample);
@@ -173,12 +192,17 @@ private:
     bool trySetReferenceClock(timing::ReferenceClockSource source, timing::ReferenceSignal signal);
     SourceDescription sourceDescription() const;
 
+    void calibrate(const CalibrationRequest& request, quint64 generation);
+    // A null result is a failure.
+    void finishCalibration(const CalibrationResult* result, const QString& failure, quint64 generation);
+    void freeDevice();
     void takeHostLuts();
     void uploadCalibrationFileAsync(const QString& path, bool openingDevice);
     bool uploadCalibrationViaPublicApi(const QString& path,
                                        const std::array<unsigned char, timing::kChannels>& masks,
                                        QString* error);
     void uploadNow(bool store);
+    void uploadNow(const QString& path);
 
     std::unique_ptr<timing::Device> device;
     std::optional<relay::RelayEndpoint> relayEndpoint; // never together with device
@@ -206,9 +230,10 @@ private:
     std::atomic<bool> cancelCalibrationRequested{false};
     Generation captureGeneration;
     Generation relayGeneration;
-    Generation sourceGeneration; // results of an upload die with the source
+    Generation sourceGeneration; // results of a calibration or an upload die with the source
     InputSettings inputs;
     HostCalibration hostCalibration;
+    QList<UiCalChannelStat> calStats;
     StreamSettings stream;
 };
 

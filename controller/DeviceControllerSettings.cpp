@@ -1,13 +1,9 @@
-// The controller's settings operations: clock, inputs, calibration and the relay server.
+// The controller's settings operations: clock, inputs and the relay server.
 #include "DeviceController.h"
 
-#include "Driver.h"
 #include "Error.h"
 #include "TextOut.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QTimer>
 
 #include <algorithm>
@@ -21,10 +17,6 @@ constexpr std::array<tt_status, 3> kNoClockControl{TT_TIMED_OUT, TT_NOT_SUPPORTE
 bool meansNoClockControl(const timing::Error& failure) {
     return std::find(kNoClockControl.begin(), kNoClockControl.end(), failure.status()) !=
            kNoClockControl.end();
-}
-
-QString text(const std::exception& failure) {
-    return QString::fromUtf8(failure.what());
 }
 
 } // namespace
@@ -74,7 +66,7 @@ bool DeviceController::trySetReferenceClock(timing::ReferenceClockSource source,
         clockControlAvailable = false;
         qInfo("Reference clock control unavailable on this FPGA image; using fixed internal clock path: %s",
               failure.what());
-        emitClockUnavailable(text(failure));
+        emitClockUnavailable(textOf(failure));
         return false;
     }
 }
@@ -106,9 +98,9 @@ bool DeviceController::applyReferenceClockConfig(timing::ReferenceClockSource so
         setText(error, tr("Clock control is unavailable on this device image."));
     } catch (const std::exception& failure) {
         if (error == nullptr) {
-            Q_EMIT captureError(text(failure));
+            Q_EMIT captureError(textOf(failure));
         }
-        setText(error, text(failure));
+        setText(error, textOf(failure));
     }
     return false;
 }
@@ -132,7 +124,7 @@ void DeviceController::refreshClockStatus() {
         if (meansNoClockControl(failure)) {
             clockControlAvailable = false;
         }
-        emitClockUnavailable(text(failure));
+        emitClockUnavailable(textOf(failure));
     }
 }
 
@@ -163,7 +155,7 @@ bool DeviceController::setThresholds(const std::array<double, timing::kChannels>
         sendThresholds(*device, volts, inputs);
         return true;
     } catch (const std::exception& failure) {
-        setText(error, text(failure));
+        setText(error, textOf(failure));
         return false;
     }
 }
@@ -186,7 +178,7 @@ bool DeviceController::setInputDeadTimesNs(const std::array<double, timing::kCha
     try {
         sendDeadTimes(*device, ps, inputs);
     } catch (const std::exception& failure) {
-        setText(error, text(failure));
+        setText(error, textOf(failure));
         return false;
     }
     if (applied != nullptr) {
@@ -224,158 +216,9 @@ bool DeviceController::setTdlMasks(const std::array<unsigned char, timing::kChan
         sendTdlMasks(*device, inputs.tdlMasks);
         return true;
     } catch (const std::exception& failure) {
-        setText(error, text(failure));
+        setText(error, textOf(failure));
         return false;
     }
-}
-
-QString DeviceController::calibrationFilePath() const {
-    return calibrationFilePathFor(serial);
-}
-
-DeviceController::CalibrationFile DeviceController::loadCalibrationFile(QString* error) {
-    const QString path = calibrationFilePath();
-    if (path.isEmpty() || !QFileInfo::exists(path)) {
-        return CalibrationFile::Missing;
-    }
-    return loadCalibrationFileFromPath(path, error) ? CalibrationFile::Loaded : CalibrationFile::Broken;
-}
-
-bool DeviceController::loadCalibrationFileFromPath(const QString& path, QString* error) {
-    assertOwnThread();
-    if (!hostCalibration.loadCalibrationFileFromPath(path, serial, error)) {
-        return false;
-    }
-    takeHostLuts();
-    return true;
-}
-
-// Puts the host's tables into the open device.
-void DeviceController::takeHostLuts() {
-    for (int channel = 0; hasDevice() && channel < timing::kChannels; ++channel) {
-        if (const timing::FineLut* lut = hostCalibration.pickHostLut(channel, stream.streamTdlIndex)) {
-            device->luts[static_cast<std::size_t>(channel)] = *lut;
-        }
-    }
-}
-
-bool DeviceController::applyCalibration(bool upload, bool store, QString* report) {
-    assertOwnThread();
-    if (!hasDevice()) {
-        setText(report, tr("Device is not open"));
-        return false;
-    }
-    if (hostCalibration.isEmpty()) {
-        setText(report, tr("No calibration result to apply"));
-        return false;
-    }
-    cancelCalibrationRequested = false;
-    takeHostLuts();
-    if (!upload) {
-        if (store) {
-            hostCalibration.saveCalibrationFile(serial, nullptr);
-        }
-        setText(report, tr("Calibration saved for a future session."));
-        return true;
-    }
-    if (capturing || calibrationBusy) {
-        setText(report, tr("Stop the current capture or calibration before uploading calibration data"));
-        return false;
-    }
-    try {
-        uploadNow(store);
-    } catch (const std::exception& failure) {
-        setText(report, text(failure));
-        return false;
-    }
-    setText(report, tr("Calibration applied to all inputs."));
-    return true;
-}
-
-// Uploads the host's calibration, through its saved file or a temporary one. Throws with the text to show.
-void DeviceController::uploadNow(bool store) {
-    QString error;
-    QString source;
-    if (store) {
-        if (!hostCalibration.saveCalibrationFile(serial, &error)) {
-            throw std::runtime_error(error.toStdString());
-        }
-        source = calibrationFilePath();
-    } else {
-        const QString name = serial.isEmpty() ? QStringLiteral("device") : serial;
-        source = QDir::temp().filePath(QStringLiteral("qorn_cal_upload_%1.cal").arg(name));
-        timing::save_calibration_file(source.toStdString(), hostCalibration.currentCalibration(serial));
-    }
-    Q_EMIT calibrationUploadProgress(0);
-    if (!uploadCalibrationViaPublicApi(source, inputs.tdlMasks, &error)) {
-        throw std::runtime_error(error.toStdString());
-    }
-    Q_EMIT calibrationUploadProgress(100);
-    if (!store) {
-        QFile::remove(source);
-    }
-}
-
-void DeviceController::uploadSavedCalibration() {
-    uploadCalibrationFileAsync(calibrationFilePath(), false);
-}
-
-void DeviceController::uploadCalibrationFile(const QString& path) {
-    uploadCalibrationFileAsync(path, false);
-}
-
-void DeviceController::uploadCalibrationFileAsync(const QString& path, bool openingDevice) {
-    assertOwnThread();
-    if (!hasDevice()) {
-        Q_EMIT calibrationUploadFinished(false, tr("Device is not open"));
-        return;
-    }
-    if (capturing || calibrationBusy) {
-        Q_EMIT calibrationUploadFinished(
-            false, tr("Stop the current capture or calibration before uploading calibration data"));
-        return;
-    }
-    calibrationFuture.waitForFinished(); // the task before is past its last act
-    calibrationBusy = true;
-    cancelCalibrationRequested = false;
-    Q_EMIT calibrationUploadStarted(path);
-    Q_EMIT calibrationUploadProgress(0);
-    const quint64 generation = sourceGeneration.begin();
-    calibrationFuture = runOnPool([this, path, masks = inputs.tdlMasks, openingDevice, generation] {
-        QString message;
-        bool ok = false;
-        try {
-            ok = uploadCalibrationViaPublicApi(path, masks, &message);
-        } catch (const std::exception& failure) {
-            message = text(failure);
-        }
-        if (ok) {
-            message = tr("Calibration uploaded to the device.");
-        }
-        calibrationBusy = false;
-        queue([this, ok, message, openingDevice, generation] {
-            if (!sourceGeneration.isCurrent(generation)) {
-                return;
-            }
-            Q_EMIT calibrationUploadFinished(ok, message);
-            if (openingDevice) {
-                applyClockWishLater();
-            }
-        });
-    });
-}
-
-// On the thread that has the device: a pool thread or, for applyCalibration, the GUI thread.
-bool DeviceController::uploadCalibrationViaPublicApi(
-    const QString& path, const std::array<unsigned char, timing::kChannels>& masks, QString* error) {
-    const tt_status status =
-        timing::driver().tt_upload_calibration_file(device->handle, path.toUtf8().constData());
-    if (status != TT_OK) {
-        setText(error, QString::fromStdString(timing::detail::failure_text(status, device->handle)));
-        return false;
-    }
-    sendTdlMasks(*device, masks); // the upload leaves the device's masks changed
-    return true;
 }
 
 bool DeviceController::setRelayServerEnabled(bool enabled, quint16 streamPort, quint16 statusPort,

@@ -16,17 +16,12 @@ QString tr(const char* text) {
     return QCoreApplication::translate("HostCalibration", text);
 }
 
-// The serial as a part of a file name.
-QString fileNameSerial(const QString& serial) {
-    QString name;
-    for (const QChar character : serial) {
-        const bool plain = character.isLetterOrNumber() || character == QLatin1Char('-');
-        name.append(plain ? character : QLatin1Char('_'));
-    }
-    return name.isEmpty() ? QStringLiteral("unknown") : name;
-}
-
 } // namespace
+
+void HostCalibration::take(timing::FineCalibration calibration) {
+    pendingTdls = std::move(calibration.tdls);
+    tdlOffsetPs = calibration.tdl_offset_ps;
+}
 
 bool HostCalibration::loadCalibrationFileFromPath(const QString& path, const QString& serial,
                                                   QString* error) {
@@ -54,8 +49,7 @@ bool HostCalibration::loadCalibrationFileFromPath(const QString& path, const QSt
         setText(error, tr("Calibration file contains no TDL LUTs:\n%1").arg(file));
         return false;
     }
-    pendingTdls = std::move(loaded.tdls);
-    tdlOffsetPs = loaded.tdl_offset_ps;
+    take(std::move(loaded));
     return true;
 }
 
@@ -68,12 +62,9 @@ bool HostCalibration::saveCalibrationFile(const QString& serial, QString* error)
         setText(error, tr("No calibration result to save"));
         return false;
     }
-    const QString home = qEnvironmentVariable("HOME");
-    const QString path = (home.isEmpty() ? QStringLiteral(".") : home) +
-                         QLatin1String("/.qorn.timing/calibrations/qorn_cal_") + fileNameSerial(serial) +
-                         QLatin1String(".cal");
     try {
-        timing::save_calibration_file(path.toStdString(), currentCalibration(serial));
+        timing::save_calibration_file(userCalibrationFilePathFor(serial).toStdString(),
+                                      currentCalibration(serial));
     } catch (const timing::Error& failure) {
         setText(error, QString::fromUtf8(failure.what()));
         return false;
@@ -100,6 +91,22 @@ timing::FineCalibration HostCalibration::currentCalibration(const QString& seria
     calibration.tdls = pendingTdls;
     calibration.tdl_offset_ps = tdlOffsetPs;
     return calibration;
+}
+
+QString fileNameSerial(const QString& serial) {
+    QString name;
+    for (const QChar character : serial) {
+        const bool plain = character.isLetterOrNumber() || character == QLatin1Char('-');
+        name.append(plain ? character : QLatin1Char('_'));
+    }
+    return name.isEmpty() ? QStringLiteral("unknown") : name;
+}
+
+QString userCalibrationFilePathFor(const QString& serial) {
+    const QString home = qEnvironmentVariable("HOME");
+    return (home.isEmpty() ? QStringLiteral(".") : home) +
+           QLatin1String("/.qorn.timing/calibrations/qorn_cal_") + fileNameSerial(serial) +
+           QLatin1String(".cal");
 }
 
 QString calibrationFilePathFor(const QString& serial) {

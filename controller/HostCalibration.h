@@ -17,12 +17,15 @@ class HostCalibration {
 public:
     bool isEmpty() const { return pendingTdls.empty(); }
 
+    // Takes tables and offsets; the serial does not count.
+    void take(timing::FineCalibration calibration);
+
     // Replaces tables and offsets by the file's. False, with a text in `error` (may be null) and nothing
     // changed, when the path is empty, the file does not load, has no tables, or belongs to another device
     // than `serial`.
     bool loadCalibrationFileFromPath(const QString& path, const QString& serial, QString* error);
 
-    // Writes the per-user file for `serial`. False with a text in `error` (may be null) when that is not
+    // Writes userCalibrationFilePathFor(serial). False with a text in `error` (may be null) when that is not
     // possible.
     bool saveCalibrationFile(const QString& serial, QString* error) const;
 
@@ -37,6 +40,12 @@ private:
     std::array<std::array<std::uint32_t, timing::FineCalibration::kTdlSlots>, timing::kChannels>
         tdlOffsetPs{};
 };
+
+// The serial as a part of a file name: letters, digits and "-" stay, the rest becomes "_". Never empty.
+QString fileNameSerial(const QString& serial);
+
+// Where the calibration of a device is saved for this user.
+QString userCalibrationFilePathFor(const QString& serial);
 
 // The file that the driver names for a device's calibration; empty without a serial or when it names none.
 QString calibrationFilePathFor(const QString& serial);

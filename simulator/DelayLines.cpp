@@ -66,6 +66,14 @@ DelayLines::DelayLines(std::string_view serial) {
     }
 }
 
+std::vector<std::int64_t> DelayLines::tapWidthsPs(int input, int line) const {
+    std::vector<std::int64_t> widths(kTaps);
+    for (const std::uint16_t code : lines[index(input, line)].codeOfPhase) {
+        ++widths[code];
+    }
+    return widths;
+}
+
 void DelayLines::upload(int input, int line, std::span<const std::int64_t> table) {
     std::copy_n(table.begin(), std::min(table.size(), kFineCodes), lines[index(input, line)].table.begin());
 }

@@ -27,6 +27,9 @@ public:
         return lines[index(input, line)].codeOfPhase[static_cast<std::size_t>(phasePs)];
     }
 
+    // The widths of a line's taps in ps, by code: together a tick. What a perfect calibration would find.
+    std::vector<std::int64_t> tapWidthsPs(int input, int line) const;
+
     // Replaces the firmware's table of a line; codes behind its end keep the default.
     void upload(int input, int line, std::span<const std::int64_t> table);
 

@@ -84,13 +84,14 @@ void PackedEncoder::encode(std::span<const Tag> tags, ByteBuffer& out, std::vect
 }
 
 void PackedEncoder::encodeSlowly(const Tag& tag, ByteBuffer& out, std::vector<Tag>* sent) {
-    if (repeatPs > 0 && (records >= nextRoundRecord || tag.timePs >= nextRoundPs)) {
-        startRound(tag, out);
-    }
     Input& input = inputs[tag.input];
     const std::int64_t quanta = tag.timePs >> shift;
     const bool wrapped = input.started && tag.timePs >= input.wrapAtPs;
     const std::int64_t difference = quanta - input.lastQuanta + (wrapped ? excessQuanta : 0);
+    const bool roundDue = repeatPs > 0 && (records >= nextRoundRecord || tag.timePs >= nextRoundPs);
+    if (roundDue && syncTakes(input, quanta, wrapped)) { // the marker's sync holds until that of the tag
+        startRound(tag, out);
+    }
     const bool synced = syncWanted(input, quanta, wrapped);
     if (synced) {
         sync(tag, out);
@@ -115,25 +116,32 @@ std::uint64_t PackedEncoder::overflowRecords(std::int64_t deltaQuanta) const {
     return bits == 1 ? std::numeric_limits<std::uint64_t>::max() : (overflow + allOnes - 2) / (allOnes - 1);
 }
 
+// Whether a reader can take a sync with the input's next tag.
+bool PackedEncoder::syncTakes(const Input& input, std::int64_t quanta, bool wrapped) const {
+    if (!input.started) {
+        return true;
+    }
+    const std::int64_t gapQuanta = quanta - input.lastQuanta;
+    if (gapQuanta == 0) {
+        return false; // a reader takes a sync that does not move on for a fault
+    }
+    return gapQuanta << shift <= kLongestSyncGapPs ||
+           overflowRecords(gapQuanta + (wrapped ? excessQuanta : 0)) > kMostOverflowRecords;
+}
+
 bool PackedEncoder::syncWanted(const Input& input, std::int64_t quanta, bool wrapped) const {
     if (!input.started) {
         return true;
     }
     if (quanta == input.lastQuanta) {
-        return false; // a reader takes a sync that does not move on for a fault
+        return false;
     }
-    const std::int64_t gapQuanta = quanta - input.lastQuanta;
-    const std::uint64_t overflow = overflowRecords(gapQuanta + (wrapped ? excessQuanta : 0));
+    const std::uint64_t overflow = overflowRecords(quanta - input.lastQuanta + (wrapped ? excessQuanta : 0));
     if (repeatPs == 0) {
         return overflow > kMostFineOverflowRecords;
     }
-    if (overflow > kMostOverflowRecords) {
-        return true;
-    }
-    if (gapQuanta << shift > kLongestSyncGapPs) {
-        return false;
-    }
-    return input.round != round || (!wrapped && overflow > syncChunks + 1);
+    return syncTakes(input, quanta, wrapped) && (overflow > kMostOverflowRecords || input.round != round ||
+                                                 (!wrapped && overflow > syncChunks + 1));
 }
 
 void PackedEncoder::startRound(const Tag& tag, ByteBuffer& out) {

@@ -35,6 +35,7 @@ private:
     // The general way, for whatever is no plain record; appends to `sent` itself.
     void encodeSlowly(const Tag& tag, ByteBuffer& out, std::vector<Tag>* sent);
     std::uint64_t overflowRecords(std::int64_t deltaQuanta) const;
+    bool syncTakes(const Input& input, std::int64_t quanta, bool wrapped) const;
     bool syncWanted(const Input& input, std::int64_t quanta, bool wrapped) const;
     void startRound(const Tag& tag, ByteBuffer& out);
     void sync(const Tag& tag, ByteBuffer& out);

@@ -1,8 +1,10 @@
 #include "Device.h"
 
+#include "CalibrationStream.h"
 #include "Driver.h"
 #include "Error.h"
 #include "FineLutFile.h"
+#include "StreamFileHeader.h"
 
 #include <cstring>
 #include <memory>
@@ -16,6 +18,7 @@ std::string field_text(const char (&field)[Size]) {
     return std::string(field, strnlen(field, Size));
 }
 
+constexpr std::uint8_t kAllInputs = (1 << kChannels) - 1;
 constexpr const char* kFineLutFile = "fine_lut.bin"; // in the current folder
 
 } // namespace
@@ -116,6 +119,34 @@ ReferenceClockStatus Device::reference_clock_status() const {
     tt_reference_clock_status status{};
     detail::check(driver().tt_get_reference_clock_status(handle, &status), "reference_clock_status", handle);
     return ReferenceClockStatus::from_c(status);
+}
+
+std::vector<CalibrationTag> Device::stream_calibration_tags(unsigned long count, double frequency_hz,
+                                                            unsigned char tdl_index,
+                                                            std::chrono::milliseconds timeout,
+                                                            Transport transport, unsigned char sweep_steps,
+                                                            unsigned short sweep_dwell) {
+    const DriverTable& api = driver();
+    std::uint32_t divider = 0;
+    detail::check(api.tt_set_calibration_freq(handle, &divider, frequency_hz), "set_calibration_freq",
+                  handle);
+    detail::check(api.tt_set_stream_channel_mask(handle, kAllInputs), "set_stream_channels", handle);
+    detail::check(api.tt_set_stream_interface(handle, static_cast<int>(transport),
+                                              static_cast<int>(StreamFormat::Raw64)),
+                  "set_stream_interface", handle);
+    CalibrationStream stream(handle, tdl_index, sweep_steps, sweep_dwell);
+    std::vector<CalibrationTag> tags = stream.read(count, timeout);
+    stream.stop();
+    return tags;
+}
+
+std::array<FineLut, kChannels>
+Device::run_fine_calibration_all_channels(FineCalibrationStats& stats, FineCalibrationCapture& capture,
+                                          unsigned long samples, unsigned long sweep_steps,
+                                          double frequency_hz, unsigned char tdl_index,
+                                          const CalibrationProgress& progress) {
+    FineCalibrationRun(*this, {samples, sweep_steps, frequency_hz, tdl_index}, capture, progress).sweep();
+    return fine_luts_of(capture, stats);
 }
 
 } // namespace qorn::timing

@@ -1,12 +1,17 @@
 // The owner of one open instrument, its identity, and the discovery of attached instruments.
 #pragma once
 
+#include "CalibrationTag.h"
+#include "FineCalibrationRun.h"
+#include "FineCalibrationStats.h"
 #include "FineLut.h"
 #include "ReferenceClock.h"
 #include "TimeTag.h"
+#include "Transport.h"
 #include "tt_driver.h"
 
 #include <array>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -62,6 +67,23 @@ public:
     // Select the timebase and the clock output, and read their state. Throw Error.
     ReferenceClockStatus set_reference_clock(ReferenceClockSource source, ReferenceSignal signal);
     ReferenceClockStatus reference_clock_status() const;
+
+    // The first `count` tags, in stream order, of a calibration stream of one delay line, with the generator
+    // at `frequency_hz`; see CalibrationStream for the firmware's sweep. The stream is stopped on every path.
+    // Throws Error, with status -3 when no new tag came for `timeout`.
+    std::vector<CalibrationTag> stream_calibration_tags(unsigned long count, double frequency_hz,
+                                                        unsigned char tdl_index,
+                                                        std::chrono::milliseconds timeout,
+                                                        Transport transport, unsigned char sweep_steps,
+                                                        unsigned short sweep_dwell);
+
+    // Measures one delay line of all inputs by about `samples` tags and returns a table per input. `stats`
+    // and `capture` take what the tables come from. `progress`, which may be empty, runs between the steps;
+    // what it throws ends the run and passes through. Throws Error. Does not put the tables into `luts`.
+    std::array<FineLut, kChannels>
+    run_fine_calibration_all_channels(FineCalibrationStats& stats, FineCalibrationCapture& capture,
+                                      unsigned long samples, unsigned long sweep_steps, double frequency_hz,
+                                      unsigned char tdl_index, const CalibrationProgress& progress);
 };
 
 } // namespace qorn::timing

@@ -19,30 +19,26 @@ constexpr std::uint32_t kMostTdls = 8;
 constexpr std::size_t kLargestFile =
     16 + kLongestSerial + kMostTdls * (1 + kChannels * (4 + std::size_t{FineLut::kMostFileEntries} * 8)) + 80;
 
-class Writer {
+class ByteWriter {
 public:
-    explicit Writer(std::ofstream& stream) : file(stream) {}
-
     template <typename Number>
     void number(Number value) {
-        char bytes[sizeof value];
         for (std::size_t index = 0; index < sizeof value; ++index) {
-            bytes[index] = static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * index));
+            bytes.push_back(static_cast<std::uint8_t>(static_cast<std::uint64_t>(value) >> (8 * index)));
         }
-        file.write(bytes, sizeof bytes);
     }
 
     void text(std::string_view characters) {
-        file.write(characters.data(), static_cast<std::streamsize>(characters.size()));
+        bytes.insert(bytes.end(), characters.begin(), characters.end());
     }
 
-private:
-    std::ofstream& file;
+    std::vector<std::uint8_t> bytes;
 };
 
 } // namespace
 
 void save_calibration_file(const std::string& path, const FineCalibration& calibration) {
+    const std::vector<std::uint8_t> bytes = encode_calibration_file(calibration);
     const std::filesystem::path target(path);
     std::error_code ignored; // a missing folder shows when the file is opened
     std::filesystem::create_directories(target.parent_path(), ignored);
@@ -50,7 +46,15 @@ void save_calibration_file(const std::string& path, const FineCalibration& calib
     if (!file) {
         throw Error(TT_FILE_ERROR, "save_calibration_file: cannot open " + path);
     }
-    Writer writer(file);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (!file) {
+        throw Error(TT_FILE_ERROR, "save_calibration_file: write failed");
+    }
+}
+
+std::vector<std::uint8_t> encode_calibration_file(const FineCalibration& calibration) {
+    ByteWriter writer;
     writer.text(kMagic);
     writer.number(kVersion);
     writer.number(static_cast<std::uint32_t>(calibration.serial.size()));
@@ -70,18 +74,16 @@ void save_calibration_file(const std::string& path, const FineCalibration& calib
             writer.number(offset);
         }
     }
-    file.close();
-    if (!file) {
-        throw Error(TT_FILE_ERROR, "save_calibration_file: write failed");
-    }
+    return std::move(writer.bytes);
 }
 
 bool load_calibration_file(const std::string& path, FineCalibration& calibration) {
     const auto bytes = read_file_bytes(path, kLargestFile);
-    if (!bytes) {
-        return false;
-    }
-    ByteReader reader(*bytes);
+    return bytes && decode_calibration_file(*bytes, calibration);
+}
+
+bool decode_calibration_file(std::span<const std::uint8_t> bytes, FineCalibration& calibration) {
+    ByteReader reader(bytes);
     if (reader.text(kMagic.size()) != kMagic || reader.u32() != kVersion) {
         return false;
     }

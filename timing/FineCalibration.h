@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,12 +17,16 @@ struct FineCalibration {
     struct TdlEntry {
         std::uint8_t tdl_index = 0;
         std::array<FineLut, kChannels> luts; // per input
+
+        bool operator==(const TdlEntry&) const = default;
     };
 
     std::string serial; // of the instrument to which the calibration belongs
     std::vector<TdlEntry> tdls;
     // Phase of a delay line against the first one in ps, 0 to 3332, by [input][tdl index].
     std::array<std::array<std::uint32_t, kTdlSlots>, kChannels> tdl_offset_ps{};
+
+    bool operator==(const FineCalibration&) const = default;
 };
 
 // Writes the file (UTF-8 path) and its parent folders. Throws Error with status -2.
@@ -30,5 +35,9 @@ void save_calibration_file(const std::string& path, const FineCalibration& calib
 // Replaces `calibration` by the file's, as a whole. False, with the target unchanged, when the file cannot be
 // opened, is not of this kind or is not complete.
 bool load_calibration_file(const std::string& path, FineCalibration& calibration);
+
+// The same with the file's bytes. Decoding, what follows the offsets does not count.
+std::vector<std::uint8_t> encode_calibration_file(const FineCalibration& calibration);
+bool decode_calibration_file(std::span<const std::uint8_t> bytes, FineCalibration& calibration);
 
 } // namespace qorn::timing

@@ -9,19 +9,18 @@ namespace {
 
 constexpr std::size_t kRecordBytes = 8;
 
-// Uncalibrated words of the internal generator: marker 0xA5C3 in bits 60..45, coarse ticks in 44..13, fine
-// code in 12..0.
+// Uncalibrated words of the internal generator.
 struct CoarseFineLayout {
-    static constexpr std::uint64_t kFixedBits = 0x9FFFE00000000000;
-    static constexpr std::uint64_t kFixedValue = 0x14B8600000000000;
+    static constexpr std::uint64_t kFixedBits = CoarseFineWord::kFixedBits;
+    static constexpr std::uint64_t kFixedValue = CoarseFineWord::kFixedValue;
     static constexpr std::uint64_t kWrap = std::uint64_t{1} << 32;
     static constexpr std::uint64_t kHalfWrap = 0x80000000;
 
     const FineLut& lut;
 
-    std::uint64_t counter(std::uint64_t word) const { return (word >> 13) & 0xFFFFFFFF; }
+    std::uint64_t counter(std::uint64_t word) const { return CoarseFineWord::coarse(word); }
     std::int64_t time(std::uint64_t word, std::uint64_t unwrapped) const {
-        const std::uint64_t fine = word & 0x1FFF;
+        const std::size_t fine = CoarseFineWord::fine(word);
         return static_cast<std::int64_t>(unwrapped * static_cast<std::uint64_t>(kCoarsePeriodPs) -
                                          static_cast<std::uint64_t>(lut.entries[fine]));
     }

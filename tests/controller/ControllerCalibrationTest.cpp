@@ -121,7 +121,7 @@ TEST_F(CalibrationControl, AFailedUploadIsToldWithItsText) {
     EXPECT_EQ(signalled->textsOf("calibrationUploadProgress"), Texts{"calibrationUploadProgress(0)"});
     EXPECT_FALSE(controller->applyCalibration(true, false, &report));
     EXPECT_EQ(report, QStringLiteral("rejected"));
-    QFile::remove(temporaryUpload("SN0001"));
+    EXPECT_FALSE(QFile::exists(temporaryUpload("SN0001")));
 }
 
 TEST_F(CalibrationControl, FailedMasksAfterAnUploadAreAFailure) {
@@ -130,24 +130,40 @@ TEST_F(CalibrationControl, FailedMasksAfterAnUploadAreAFailure) {
     QString report;
     EXPECT_FALSE(controller->applyCalibration(true, false, &report));
     EXPECT_EQ(report, QStringLiteral("set_tdl_active_masks: general failure (bus)"));
-    QFile::remove(temporaryUpload("SN0001"));
+    EXPECT_FALSE(QFile::exists(temporaryUpload("SN0001")));
 }
 
-TEST_F(CalibrationControl, UploadingAndStoringSendsTheDriversFile) {
+// The driver may name the saved file in another way, another file, or none.
+TEST_F(CalibrationControl, UploadingAndStoringSendsTheFileJustWritten) {
     openWithCalibration();
-    const std::string named = folder.file("named.cal");
-    driver->change([&](auto& script) { script.calibrationPath = named; });
-    driver->clearLog();
-    QString report;
-    EXPECT_TRUE(controller->applyCalibration(true, true, &report));
-    EXPECT_EQ(report, QStringLiteral("Calibration applied to all inputs."));
+    const QString folderOfAll = QDir::homePath() + QStringLiteral("/.qorn.timing/calibrations/");
+    const std::string stored = (folderOfAll + QStringLiteral("qorn_cal_SN0001.cal")).toStdString();
+    const std::string alias =
+        (folderOfAll + QStringLiteral("../calibrations/qorn_cal_SN0001.cal")).toStdString();
+    const std::pair<std::string, std::string> rows[] = {
+        {stored, stored}, {alias, alias}, {folder.file("named.cal"), stored}, {std::string(), stored}};
+    for (const auto& [named, sent] : rows) {
+        driver->change([&](auto& script) { script.calibrationPath = named; });
+        driver->clearLog();
+        QString report;
+        EXPECT_TRUE(controller->applyCalibration(true, true, &report)) << named;
+        EXPECT_EQ(report, QStringLiteral("Calibration applied to all inputs."));
+        EXPECT_EQ(driver->callsOf("tt_upload_calibration_file"),
+                  Texts{"tt_upload_calibration_file(" + sent + ")"});
+        EXPECT_TRUE(QFile::remove(QString::fromStdString(stored)));
+        EXPECT_FALSE(QFile::exists(temporaryUpload("SN0001")));
+    }
+}
+
+TEST_F(CalibrationControl, ASerialWithASlashStaysInTheTemporaryFolder) {
+    driver->change(
+        [](auto& script) { script.identity = qorn::testing::makeIdentity("Q", "T", "../SN 1", "odd"); });
+    openDevice();
+    ASSERT_TRUE(controller->loadCalibrationFileFromPath(writeFile("a.cal", calibrationOf("", {0})), nullptr));
+    EXPECT_TRUE(controller->applyCalibration(true, false));
     EXPECT_EQ(driver->callsOf("tt_upload_calibration_file"),
-              Texts{"tt_upload_calibration_file(" + named + ")"});
-    const QString stored =
-        QDir::homePath() + QStringLiteral("/.qorn.timing/calibrations/qorn_cal_SN0001.cal");
-    EXPECT_TRUE(QFile::exists(stored));
-    EXPECT_FALSE(QFile::exists(temporaryUpload("SN0001")));
-    QFile::remove(stored);
+              Texts{"tt_upload_calibration_file(" + temporaryUpload("___SN_1").toStdString() + ")"});
+    EXPECT_FALSE(QFile::exists(temporaryUpload("___SN_1")));
 }
 
 TEST_F(CalibrationControl, UploadingAndStoringWithoutASerialFailsWithTheSavingsText) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -83,16 +84,32 @@ TEST(CalibrationFile, IsCheckedToItsLastByte) {
     EXPECT_THROW(readCalibrationFile("/nowhere/a.cal"), CalibrationFileError);
 }
 
+TEST(DelayLines, TapsLieBesideEachOtherAndFillATick) {
+    const DelayLines lines("SIM00001");
+    for (int input = 0; input < kInputs; ++input) {
+        for (int line = 0; line < kDelayLines; ++line) {
+            std::int64_t phase = 0;
+            const std::vector<std::int64_t> widths = lines.tapWidthsPs(input, line);
+            for (std::size_t tap = 0; tap < widths.size(); ++tap) {
+                for (const std::int64_t end = phase + widths[tap]; phase < end; ++phase) {
+                    ASSERT_EQ(lines.fineCode(input, line, phase), tap)
+                        << input << ' ' << line << ' ' << phase;
+                }
+            }
+            EXPECT_EQ(phase, kTickPs);
+            EXPECT_GT(*std::max_element(widths.begin(), widths.end()), 30) << "taps differ in width";
+        }
+    }
+}
+
 // A table as a calibration finds it: each code in the middle of the phases that give it.
 std::vector<std::int64_t> trueTable(const DelayLines& lines, int input, int line) {
     std::vector<std::int64_t> table(kFineCodes, kTickPs - 1);
+    const std::vector<std::int64_t> widths = lines.tapWidthsPs(input, line);
     std::int64_t begin = 0;
-    for (std::int64_t phase = 1; phase <= kTickPs; ++phase) {
-        const std::uint16_t code = lines.fineCode(input, line, begin);
-        if (phase == kTickPs || lines.fineCode(input, line, phase) != code) {
-            table[code] = (begin + phase - 1) / 2;
-            begin = phase;
-        }
+    for (std::size_t code = 0; code < widths.size(); ++code) {
+        table[code] = begin + std::max<std::int64_t>(widths[code] - 1, 0) / 2;
+        begin += widths[code];
     }
     return table;
 }

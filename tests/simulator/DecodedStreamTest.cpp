@@ -119,6 +119,20 @@ TEST(DecodedStreamOfOneInput, LocksThoughAllFourAreInTheMask) {
     }
 }
 
+// Both tags of a twin are often in the same quantum, and a round of syncs falls due at many of them.
+TEST(DecodedStreamOfTwins, HoldsEveryTagAtEachRoundOfSyncs) {
+    const std::string clock = R"({"kind": "periodic", "input": 4, "frequency_hz": 1e6})";
+    const std::string twins = clock + "," + clock + "," + poisson(1, 1e5) + "," + poisson(2, 1e5);
+    const StreamSetup setup;
+    const StreamResult result = runStream(twins, 0.1, setup, R"("sync_records": 10)");
+    std::size_t equal = 0;
+    for (std::size_t i = 1; i < result.truth.size(); ++i) {
+        equal += result.truth[i].timePs == result.truth[i - 1].timePs ? 1 : 0;
+    }
+    ASSERT_GT(equal, 10000u);
+    expectSame(decode(result.bytes, setup), result.truth, 1);
+}
+
 TEST(DamagedStream, ComesBackWithinARoundOfSyncsAfterALostByte) {
     // 1 million tags/s, a round of syncs each 4096 tags; pieces as a reader gets them each millisecond
     const StreamSetup setup;
