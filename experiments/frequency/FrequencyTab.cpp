@@ -80,7 +80,7 @@ AcquisitionRequest FrequencyTab::acquisitionRequest(bool) const {
     request.detailText = QT_TRANSLATE_NOOP("Acquisition", "frequency (%1, %2)");
     request.batchSize = 65536;
     request.channelMask = 15;
-    request.maxUiTagsPerSecond = 1000000;
+    request.maxUiTagsPerSecond = 16000000; // all that can come: a tag left out is a wrong frequency
     request.fixedRateHz.reset();
     return request;
 }

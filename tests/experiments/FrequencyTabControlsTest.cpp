@@ -30,7 +30,7 @@ TEST(FrequencyControls, AsksForTheTagStream) {
     EXPECT_EQ(request.kind, AcquisitionRequest::Kind::TagStream);
     EXPECT_STREQ(request.detailText, "frequency (%1, %2)");
     EXPECT_EQ(request.batchSize, 65536);
-    EXPECT_EQ(request.maxUiTagsPerSecond, 1'000'000);
+    EXPECT_EQ(request.maxUiTagsPerSecond, 16'000'000);
     EXPECT_FALSE(request.fixedRateHz.has_value());
 }
 

@@ -58,7 +58,8 @@ TEST(WindowCorrelation, PairsGiveAPeakOfTheirDelayAndWidth) {
     ASSERT_TRUE(stage.run(2.0));
     const ShownPlot shown = stage.plot("integratedPlot");
     const Moments peak = momentsOf(shown, -1.0, 1.0);
-    EXPECT_NEAR(peak.sum, 20000 * 2.0, 8000) << "pairs";
+    // what arrives behind the last refresh is not shown
+    EXPECT_NEAR(peak.sum, 20000 * (stage.elapsed() - 0.1), 20000 * 0.4) << "pairs";
     // the delay lines are not calibrated: some ten ps
     EXPECT_NEAR(firstNumber(stage.stat("Offset")), 12.4, 0.06);
     EXPECT_NEAR(peak.mean, 0.0, 0.02) << "at zero by the automatic offset";
@@ -125,7 +126,7 @@ TEST(WindowCorrelation, TheInstantaneousHistogramAndTheTraceShowThePeakToo) {
     for (const double offset : trace.ys[0]) {
         EXPECT_NEAR(offset, 12.4, 0.1);
     }
-    EXPECT_NEAR(trace.xs[0].last(), 1.5, 0.75);
+    EXPECT_NEAR(trace.xs[0].last(), stage.elapsed() - 0.1, 0.4);
 }
 
 // The estimator takes the mean distance from the highest bin for the lifetime: photons that come before that
@@ -139,7 +140,7 @@ TEST(WindowCorrelation, ADecayGivesItsLifetime) {
     ASSERT_TRUE(stage.run(2.5));
     const ShownPlot shown = stage.plot("integratedPlot");
     const double photons = momentsOf(shown, 7.0, 60.0).sum;
-    EXPECT_NEAR(photons, 30'000 * 2.5, 20'000);
+    EXPECT_NEAR(photons, 30'000 * (stage.elapsed() - 0.1), 30'000 * 0.4);
     EXPECT_LT(momentsOf(shown, -60.0, 7.0).sum, 0.01 * photons);
     const auto highest = std::max_element(shown.ys[0].begin(), shown.ys[0].end());
     const double begin = shown.xs[0][highest - shown.ys[0].begin()];
@@ -209,9 +210,9 @@ QList<double> peaksOf(const ShownPlot& shown) {
 
 TEST(WindowMultiCorrelation, AutoRemovalBringsThePeaksOfAllPairsToZero) {
     PhysicsStage stage(sceneOf(R"(
-        {"kind": "pairs", "inputs": [1, 2], "rate_hz": 10000, "delay_ps": 3000, "sigma_ps": 100},
-        {"kind": "pairs", "inputs": [1, 3], "rate_hz": 10000, "delay_ps": -5000, "sigma_ps": 100},
-        {"kind": "pairs", "inputs": [1, 4], "rate_hz": 10000, "delay_ps": 12400, "sigma_ps": 100})"));
+        {"kind": "pairs", "inputs": [1, 2], "rate_hz": 4000, "delay_ps": 3000, "sigma_ps": 100},
+        {"kind": "pairs", "inputs": [1, 3], "rate_hz": 4000, "delay_ps": -5000, "sigma_ps": 100},
+        {"kind": "pairs", "inputs": [1, 4], "rate_hz": 4000, "delay_ps": 12400, "sigma_ps": 100})"));
     ASSERT_TRUE(
         stage.open("Multi correlation",
                    R"({"rangeNs": 20, "binNs": 0.1, "pairs": [true, true, true, false, false, false]})"));
@@ -239,7 +240,7 @@ TEST(WindowMultiCorrelation, AutoRemovalBringsThePeaksOfAllPairsToZero) {
 
 TEST(WindowMultiCorrelation, TheWindowsCountThePairs) {
     PhysicsStage stage(sceneOf(R"(
-        {"kind": "pairs", "inputs": [2, 3], "rate_hz": 20000, "delay_ps": 3000, "sigma_ps": 100},
+        {"kind": "pairs", "inputs": [2, 3], "rate_hz": 10000, "delay_ps": 3000, "sigma_ps": 100},
         {"kind": "poisson", "input": 1, "rate_hz": 1000}, {"kind": "poisson", "input": 4, "rate_hz": 1000})"));
     ASSERT_TRUE(stage.open("Multi correlation", R"({"rangeNs": 10, "binNs": 0.1, "windows": [{}, {}, {},
         {"a": {"centerNs": 3, "widthNs": 2}, "b": {"centerNs": -5, "widthNs": 2}}]})"));
@@ -248,7 +249,7 @@ TEST(WindowMultiCorrelation, TheWindowsCountThePairs) {
     ASSERT_EQ(trace.ys.size(), 12);
     ASSERT_GE(trace.ys[6].size(), 12);
     for (const double pairs : trace.ys[6]) { // of inputs 2 and 3, window A, in 0.1 s
-        EXPECT_NEAR(pairs, 2000, kDeviations * std::sqrt(2000.0) + 20);
+        EXPECT_NEAR(pairs, 1000, kDeviations * std::sqrt(1000.0) + 10);
     }
     for (const double accidentals : trace.ys[7]) {
         EXPECT_LT(accidentals, 10);
