@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kPsPerNs = 1000.0;
 constexpr double kBarFill = 0.92; // of the room that a bar has
-constexpr double kHeadroom = 1.2; // of the Y range above the largest value, of counts above the tallest bin
+constexpr double kHeadroom = 1.2; // of the Y range above the largest value that is drawn
 constexpr double kLeastYLimit = 1.0;
 constexpr double kLeastG2Limit = 1.5;
 
@@ -78,10 +78,8 @@ HistogramAnalysis analyseHistogram(const LagCounts& histogram, const Correlation
     sumUp(histogram, result);
     const auto centre = static_cast<double>(histogram.counts[histogram.counts.size() / 2]);
     result.centreValue = result.g2Scaled ? centre / result.expectedPerBin : centre;
-    result.yLimit =
-        result.g2Scaled
-            ? std::max(*std::max_element(result.ys.cbegin(), result.ys.cend()) * kHeadroom, kLeastG2Limit)
-            : std::max(static_cast<double>(result.peakCount) * kHeadroom, kLeastYLimit);
+    result.yLimit = std::max(*std::max_element(result.ys.cbegin(), result.ys.cend()) * kHeadroom,
+                             result.g2Scaled ? kLeastG2Limit : kLeastYLimit);
     if (settings.peakFitEnabled()) {
         result.overlay =
             settings.peakAnalysisMode()
