@@ -18,6 +18,10 @@ bool is_plain_list(std::span<const std::int64_t> times) {
     return times.front() >= -kPlainTime && times.back() <= kPlainTime;
 }
 
+std::uint64_t rounded_up_quotient(UnsignedWide numerator, std::uint64_t denominator) {
+    return static_cast<std::uint64_t>((numerator + denominator - 1) / denominator);
+}
+
 // Positions of lags among the bins, where sums of times and bins do not overflow: those of one zero after the
 // other. For any such bins; exact.
 class PlainPositions {
@@ -25,7 +29,7 @@ public:
     PlainPositions(std::int64_t bin, std::size_t bins)
         : middle(bin / 2 + static_cast<std::int64_t>(bins / 2) * bin), tie(bin % 2 == 0 ? 1 : 0),
           shift(static_cast<int>(std::bit_width(static_cast<std::uint64_t>(bin))) - 1),
-          factor(static_cast<std::uint64_t>(((UnsignedWide{1} << (63 + shift)) + bin - 1) / bin)) {}
+          factor(rounded_up_quotient(UnsignedWide{1} << (63 + shift), static_cast<std::uint64_t>(bin))) {}
 
     void set_zero(std::int64_t time) { zero = time; }
 
