@@ -117,6 +117,7 @@ void DeviceController::close() {
     product.clear();
     hostCalibration = {};
     calStats.clear();
+    calibrationHostOnly = false;
     hasCalibration = false;
     if (hadSource) {
         Q_EMIT closed();

@@ -104,6 +104,8 @@ public:
 
     // What the last calibration measured, by delay line and input; empty while one runs and after a failure.
     QList<UiCalChannelStat> calibrationStats() const;
+    // Whether a result was put in force on the host alone since the device was opened.
+    bool isCalibrationHostOnly() const { return calibrationHostOnly; }
 
     // Path of the open device's saved calibration; empty when there is none.
     QString calibrationFilePath() const;
@@ -234,6 +236,7 @@ private:
     InputSettings inputs;
     HostCalibration hostCalibration;
     QList<UiCalChannelStat> calStats;
+    bool calibrationHostOnly = false;
     StreamSettings stream;
 };
 

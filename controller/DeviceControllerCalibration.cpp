@@ -155,6 +155,7 @@ bool DeviceController::applyCalibration(bool upload, bool store, QString* report
         if (store) {
             hostCalibration.saveCalibrationFile(serial, nullptr);
         }
+        calibrationHostOnly = true;
         setText(report, tr("Calibration saved for a future session."));
         return true;
     }

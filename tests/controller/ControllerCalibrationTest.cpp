@@ -78,6 +78,17 @@ TEST_F(CalibrationControl, ApplyingOnTheHostSendsNothing) {
     EXPECT_TRUE(signalled->texts().empty());
 }
 
+TEST_F(CalibrationControl, AResultOnTheHostAloneIsRememberedUntilTheDeviceCloses) {
+    openWithCalibration();
+    EXPECT_FALSE(controller->isCalibrationHostOnly());
+    EXPECT_TRUE(controller->applyCalibration(true, false));
+    EXPECT_FALSE(controller->isCalibrationHostOnly());
+    EXPECT_TRUE(controller->applyCalibration(false, false));
+    EXPECT_TRUE(controller->isCalibrationHostOnly());
+    controller->close();
+    EXPECT_FALSE(controller->isCalibrationHostOnly());
+}
+
 TEST_F(CalibrationControl, ApplyingAndStoringWritesTheUsersFile) {
     openWithCalibration();
     QString report;
