@@ -84,6 +84,19 @@ TEST_F(Capture, TheReaderReadsAMebibyteAtATime) {
     EXPECT_EQ(driver->callsOf("tt_read_stream_bytes").front(), "tt_read_stream_bytes(1048576,20)");
 }
 
+TEST_F(Capture, TheOldestTagsBeyondTheFullQueueAreToldAtTheEndByTheirNumber) {
+    constexpr std::int64_t kQueued = 131072;
+    constexpr std::int64_t kLost = 4321;
+    pieces.push_back(wordsOf(tagsFrom(0, kQueued)));
+    pieces.push_back(wordsOf(tagsFrom(kQueued, kLost)));
+    request.batchSize = 8192; // sixteen of which are the least queue
+    whenAllIsRead();
+    stopAtTags(kQueued);
+    run();
+    EXPECT_EQ(events.losses(), std::vector<quint64>{kLost});
+    EXPECT_EQ(events.tags(), tagsFrom(kLost, kQueued));
+}
+
 TEST_F(Capture, NoReadIsUnderWayWhenTheStreamIsStopped) {
     driver->feed(wordsOf(tagsFrom(0, 10)));
     request.batchSize = 10;

@@ -2,6 +2,7 @@
 #include "ControllerTest.h"
 
 #include "RelaySupport.h"
+#include "StreamBuilder.h"
 
 #include <gtest/gtest.h>
 
@@ -93,6 +94,28 @@ TEST_F(Measuring, AFailureIsToldBeforeTheEnd) {
     EXPECT_EQ(signalled->texts(),
               (Texts{"captureError(start_count_stream: general failure (bus))", "captureStopped()"}));
     EXPECT_FALSE(controller->isCapturing());
+}
+
+TEST_F(Measuring, LostTagsAreToldByTheirNumberBeforeTheEnd) {
+    constexpr int kTags = 200000; // 4 bytes each, so that one read brings more than the queue of 131072 takes
+    StreamSettings stream;
+    stream.format = StreamChoice::Delta32;
+    controller->setStreamSettings(stream);
+    qorn::testing::Bytes bytes;
+    qorn::testing::appendDelta32Sync(bytes, 0);
+    for (int tag = 0; tag < kTags; ++tag) {
+        qorn::testing::appendDelta32(bytes, qorn::testing::delta32Data(0, 100));
+    }
+    driver->feed(std::move(bytes));
+    capture(8192);
+    ASSERT_TRUE(test::runUntil([this] { return signalled->tags.size() >= 131072; }));
+    EXPECT_EQ(signalled->count("captureError"), 0);
+    stopAndWait();
+    EXPECT_EQ(
+        signalled->texts(),
+        (Texts{"captureError(This computer could not follow the instrument: 68928 time tags were lost.)",
+               "captureStopped()"}));
+    EXPECT_EQ(signalled->tags.size(), 131072U);
 }
 
 TEST_F(Measuring, AnUnpluggedDeviceIsToldAndAfterClosingItMeasuresAgain) {
