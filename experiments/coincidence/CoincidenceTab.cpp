@@ -6,6 +6,7 @@
 #include "CoincidenceCounts.h"
 #include "CoincidenceTable.h"
 #include "ControlColumn.h"
+#include "TabLayout.h"
 #include "TraceThinning.h"
 
 #include <QHBoxLayout>
@@ -31,12 +32,6 @@ double yLimit(double largest) {
     return std::max(kHeadroom * largest, 1.0);
 }
 
-BarChartWidget* makePlot(const char* name, QWidget* parent) {
-    auto* plot = new BarChartWidget(parent);
-    plot->setObjectName(QLatin1String(name));
-    return plot;
-}
-
 } // namespace
 
 CoincidenceTab::CoincidenceTab(QWidget* parent) : ExperimentTab(parent) {
@@ -53,13 +48,13 @@ CoincidenceTab::CoincidenceTab(QWidget* parent) : ExperimentTab(parent) {
 
 QWidget* CoincidenceTab::createResults() {
     table = new CoincidenceTable(this);
-    histogram = makePlot("histogramPlot", this);
+    histogram = makePlot("histogramPlot", {}, this);
     histogram->setAxisLabels(tr("pair"), tr("coincidence rate (Hz)"));
     QList<double> pairs(kPairs);
     std::iota(pairs.begin(), pairs.end(), 0.0);
     histogram->setXTickLabels(pairs, pairLabels());
     histogram->setXRange(-0.5, kPairs - 0.5);
-    trace = makePlot("coincidenceTracePlot", this);
+    trace = makePlot("coincidenceTracePlot", {}, this);
     trace->setAxisLabels(tr("Time (s)"), tr("Coincidence rate (Hz)"));
 
     plots = new QSplitter(this);

@@ -1,10 +1,8 @@
 #include "CorrelationPlots.h"
 
 #include "BarChartWidget.h"
+#include "TabLayout.h"
 #include "TraceThinning.h"
-
-#include <QLabel>
-#include <QVBoxLayout>
 
 #include <algorithm>
 #include <cmath>
@@ -30,10 +28,9 @@ const QList<QColor>& lineColors() {
     return colors;
 }
 
-BarChartWidget* makePlot(const char* name, QSize leastSize, const QString& xLabel, const QString& yLabel) {
-    auto* plot = new BarChartWidget;
-    plot->setObjectName(QLatin1String(name));
-    plot->setMinimumSize(leastSize);
+BarChartWidget* makeLabelledPlot(const char* name, QSize leastSize, const QString& xLabel,
+                                 const QString& yLabel) {
+    BarChartWidget* plot = makePlot(name, leastSize);
     plot->setAxisLabels(xLabel, yLabel);
     plot->setColors(kDataColor, kBarBorder);
     return plot;
@@ -61,28 +58,14 @@ void showTraceRange(BarChartWidget& plot, const QList<double>& values) {
 CorrelationPlots::CorrelationPlots(QWidget* parent) : QSplitter(Qt::Vertical, parent) {
     setChildrenCollapsible(false);
     const QString lag = tr("Lag (ns), target - source");
-    integrated = makePlot("integratedPlot", kLeastHistogramSize, lag, tr("Pairs"));
-    instant = makePlot("instantPlot", kLeastHistogramSize, lag, tr("Pairs (window)"));
-    counts = makePlot("countPlot", kLeastTraceSize, tr("Time (s)"), tr("Rate (Hz)"));
-    trace = makePlot("tracePlot", kLeastTraceSize, tr("Time (s)"), tr("Analysis value"));
-    integratedCell = createCell(tr("Integrated histogram"), integrated);
-    instantCell = createCell(tr("Instantaneous histogram"), instant);
-    createCell(tr("Count traces"), counts)->hide();
-    traceCell = createCell(tr("Analysis trace"), trace);
-}
-
-QWidget* CorrelationPlots::createCell(const QString& caption, BarChartWidget* plot) {
-    auto* cell = new QWidget(this);
-    auto* layout = new QVBoxLayout(cell);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(4);
-    auto* label = new QLabel(caption, cell);
-    label->setObjectName(QStringLiteral("Muted"));
-    layout->addWidget(label, 0);
-    layout->addWidget(plot, 1);
-    addWidget(cell);
-    setStretchFactor(indexOf(cell), 1);
-    return cell;
+    integrated = makeLabelledPlot("integratedPlot", kLeastHistogramSize, lag, tr("Pairs"));
+    instant = makeLabelledPlot("instantPlot", kLeastHistogramSize, lag, tr("Pairs (window)"));
+    counts = makeLabelledPlot("countPlot", kLeastTraceSize, tr("Time (s)"), tr("Rate (Hz)"));
+    trace = makeLabelledPlot("tracePlot", kLeastTraceSize, tr("Time (s)"), tr("Analysis value"));
+    integratedCell = addCaptionedPlot(this, tr("Integrated histogram"), integrated);
+    instantCell = addCaptionedPlot(this, tr("Instantaneous histogram"), instant);
+    addCaptionedPlot(this, tr("Count traces"), counts)->hide();
+    traceCell = addCaptionedPlot(this, tr("Analysis trace"), trace);
 }
 
 void CorrelationPlots::arrange(const CorrelationSettings& settings) {

@@ -33,7 +33,6 @@ public:
     void showTrace(const AnalysisTrace& values, const QString& name, double current, double windowSeconds);
 
 private:
-    QWidget* createCell(const QString& caption, BarChartWidget* plot);
     BarChartWidget* histogramOf(HistogramView view) const;
 
     BarChartWidget* integrated = nullptr;

@@ -6,10 +6,9 @@
 #include "CorrelationPlots.h"
 #include "SaturatedTime.h"
 #include "StatisticsTable.h"
+#include "TabLayout.h"
 
 #include <QElapsedTimer>
-#include <QHBoxLayout>
-#include <QScrollArea>
 #include <QSplitter>
 #include <QTimer>
 #include <QToolBar>
@@ -25,7 +24,6 @@ constexpr int kRefreshMs = 100;
 constexpr qint64 kMostRefreshMs = 2000;
 constexpr int kNoticeMs = 3000;
 constexpr int kControlsWidth = 290;
-constexpr int kSideMargin = 6; // between the columns
 constexpr QSize kLeastPlotsSize{320, 220};
 constexpr double kPsPerSecond = 1e12;
 
@@ -35,14 +33,7 @@ CorrelationTab::CorrelationTab(QWidget* parent)
     : ExperimentTab(parent), refreshTimer(new QTimer(this)), noticeTimer(new QTimer(this)) {
     controls = new CorrelationControls;
     column = new ControlColumn(controls, kControlsWidth);
-    auto* splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->setChildrenCollapsible(false);
-    splitter->addWidget(column);
-    splitter->addWidget(createResults());
-    splitter->setStretchFactor(0, 0);
-    splitter->setStretchFactor(1, 1);
-    auto* layout = new QHBoxLayout(this);
-    layout->addWidget(splitter);
+    layOutBesideControls(this, column, createResults());
 
     connect(controls, &CorrelationControls::settingsChanged, this, &CorrelationTab::onSettingsChanged);
     connect(controls, &CorrelationControls::viewsChanged, this, &CorrelationTab::onViewsChanged);
@@ -59,21 +50,14 @@ QWidget* CorrelationTab::createResults() {
     auto* side = new QWidget(this);
     plots = new CorrelationPlots;
     plots->arrange(engine.settings());
-    auto* area = new QScrollArea(side);
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setMinimumSize(kLeastPlotsSize);
-    area->setWidget(plots);
     statistics = new StatisticsTable(side);
     auto* results = new QSplitter(Qt::Vertical, side);
     results->setChildrenCollapsible(false);
-    results->addWidget(area);
+    results->addWidget(scrolling(plots, kLeastPlotsSize));
     results->addWidget(statistics);
     results->setStretchFactor(0, 1);
     results->setStretchFactor(1, 0);
-    auto* sideLayout = new QVBoxLayout(side);
-    sideLayout->setContentsMargins(kSideMargin, 0, 0, 0);
-    sideLayout->setSpacing(4);
+    auto* sideLayout = layOutResults(side);
     sideLayout->addWidget(results, 1);
     sideLayout->addWidget(createMeasurementToolbar(side, false, false), 0);
     return side;

@@ -5,10 +5,8 @@
 #include "CounterEngine.h"
 #include "CounterTagEngine.h"
 #include "RateText.h"
+#include "TabLayout.h"
 #include "TraceThinning.h"
-
-#include <QLabel>
-#include <QVBoxLayout>
 
 #include <algorithm>
 
@@ -37,13 +35,6 @@ void showRanges(BarChartWidget& plot, const AxisRange& x, const AxisRange& y) {
     plot.setYRange(y.lo, y.hi);
 }
 
-BarChartWidget* makePlot(const char* name, QSize leastSize) {
-    auto* plot = new BarChartWidget;
-    plot->setObjectName(QLatin1String(name));
-    plot->setMinimumSize(leastSize);
-    return plot;
-}
-
 } // namespace
 
 CounterPlots::CounterPlots(QWidget* parent) : QSplitter(Qt::Vertical, parent) {
@@ -53,23 +44,9 @@ CounterPlots::CounterPlots(QWidget* parent) : QSplitter(Qt::Vertical, parent) {
     histogram = makePlot("histogramPlot", {320, 180});
     histogram->setColors(QColor(0x50, 0xc8, 0xa0), QColor(0x28, 0x78, 0x64));
     coincidences = makePlot("coincidenceTracePlot", {320, 220}); // for a legend of six pairs
-    createColumn(tr("Counter trace"), trace, 2);
-    histogramColumn = createColumn(tr("Count histogram"), histogram, 1);
-    coincidenceColumn = createColumn(tr("Coincidence trace"), coincidences, 1);
-}
-
-QWidget* CounterPlots::createColumn(const QString& caption, BarChartWidget* plot, int stretch) {
-    auto* column = new QWidget(this);
-    auto* layout = new QVBoxLayout(column);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(4);
-    auto* label = new QLabel(caption, column);
-    label->setObjectName(QStringLiteral("Muted"));
-    layout->addWidget(label, 0);
-    layout->addWidget(plot, 1);
-    addWidget(column);
-    setStretchFactor(indexOf(column), stretch);
-    return column;
+    addCaptionedPlot(this, tr("Counter trace"), trace, 2);
+    histogramColumn = addCaptionedPlot(this, tr("Count histogram"), histogram, 1);
+    coincidenceColumn = addCaptionedPlot(this, tr("Coincidence trace"), coincidences, 1);
 }
 
 void CounterPlots::arrange(const CounterSettings& settings) {

@@ -28,7 +28,6 @@ public:
     void showStatistics(const CounterEngine& engine);
 
 private:
-    QWidget* createColumn(const QString& caption, BarChartWidget* plot, int stretch);
     static QString valueLabel(const CounterSettings& settings);
     // Of the selected inputs.
     static QStringList channelLabels(const CounterSettings& settings);

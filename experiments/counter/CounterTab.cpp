@@ -5,11 +5,9 @@
 #include "CounterControls.h"
 #include "CounterPlots.h"
 #include "RateText.h"
+#include "TabLayout.h"
 
 #include <QEvent>
-#include <QHBoxLayout>
-#include <QScrollArea>
-#include <QSplitter>
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -21,7 +19,6 @@ namespace qorn::timetagger::gui {
 namespace {
 
 constexpr int kControlsWidth = 290;
-constexpr int kSideMargin = 6; // between the columns
 constexpr QSize kLeastPlotsSize{320, 250};
 // A history of at most so many samples is shown with every sample, a longer one now and then.
 constexpr std::size_t kPromptSamples = 1000;
@@ -49,14 +46,7 @@ CounterTab::CounterTab(QWidget* parent) : ExperimentTab(parent), renderTimer(new
     connect(controls, &CounterControls::settingsChanged, this, &CounterTab::onSettingsChanged);
     connect(controls, &CounterControls::resetMaxRequested, this, &CounterTab::resetMax);
 
-    auto* splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->setChildrenCollapsible(false);
-    splitter->addWidget(column);
-    splitter->addWidget(createPlotSide());
-    splitter->setStretchFactor(0, 0);
-    splitter->setStretchFactor(1, 1);
-    auto* layout = new QHBoxLayout(this);
-    layout->addWidget(splitter);
+    layOutBesideControls(this, column, createPlotSide());
 
     renderTimer->setSingleShot(true);
     connect(renderTimer, &QTimer::timeout, this, &CounterTab::renderPending);
@@ -68,15 +58,8 @@ CounterTab::CounterTab(QWidget* parent) : ExperimentTab(parent), renderTimer(new
 QWidget* CounterTab::createPlotSide() {
     auto* side = new QWidget(this);
     plots = new CounterPlots;
-    auto* area = new QScrollArea(side);
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setMinimumSize(kLeastPlotsSize);
-    area->setWidget(plots);
-    auto* sideLayout = new QVBoxLayout(side);
-    sideLayout->setContentsMargins(kSideMargin, 0, 0, 0);
-    sideLayout->setSpacing(4);
-    sideLayout->addWidget(area, 1);
+    auto* sideLayout = layOutResults(side);
+    sideLayout->addWidget(scrolling(plots, kLeastPlotsSize), 1);
     sideLayout->addWidget(createMeasurementToolbar(side, true, false), 0);
     return side;
 }

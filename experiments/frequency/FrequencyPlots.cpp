@@ -3,10 +3,8 @@
 #include "BarChartWidget.h"
 #include "CounterTraces.h"
 #include "FrequencyEngine.h"
+#include "TabLayout.h"
 #include "TraceThinning.h"
-
-#include <QLabel>
-#include <QVBoxLayout>
 
 #include <algorithm>
 #include <cmath>
@@ -22,10 +20,8 @@ constexpr double kPsPerNs = 1000.0;
 constexpr AxisRange kFallbackRange{-1.0, 1.0}; // of values that span nothing
 constexpr QSize kLeastPlotSize{320, 230};      // for the longest of the Y labels
 
-BarChartWidget* makePlot(const char* name, const QColor& fill, const QColor& border) {
-    auto* plot = new BarChartWidget;
-    plot->setObjectName(QLatin1String(name));
-    plot->setMinimumSize(kLeastPlotSize);
+BarChartWidget* makeColoredPlot(const char* name, const QColor& fill, const QColor& border) {
+    BarChartWidget* plot = makePlot(name, kLeastPlotSize);
     plot->setColors(fill, border);
     return plot;
 }
@@ -83,26 +79,12 @@ QString frequencyText(double hz) {
 
 FrequencyPlots::FrequencyPlots(QWidget* parent) : QSplitter(Qt::Vertical, parent) {
     setChildrenCollapsible(false);
-    frequency = makePlot("frequencyPlot", QColor(0x40, 0x96, 0x78), QColor(0x22, 0x69, 0x52));
-    drift = makePlot("driftPlot", QColor(0xd5, 0x7b, 0x1d), QColor(0x96, 0x55, 0x12));
-    period = makePlot("periodPlot", QColor(0x50, 0xc8, 0xa0), QColor(0x28, 0x78, 0x64));
-    frequencyCell = createCell(tr("Frequency offset from base"), frequency);
-    driftCell = createCell(tr("Frequency drift vs. base"), drift);
-    periodCell = createCell(tr("Time-difference histogram"), period);
-}
-
-QWidget* FrequencyPlots::createCell(const QString& caption, BarChartWidget* plot) {
-    auto* cell = new QWidget(this);
-    auto* layout = new QVBoxLayout(cell);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(4);
-    auto* label = new QLabel(caption, cell);
-    label->setObjectName(QStringLiteral("Muted"));
-    layout->addWidget(label, 0);
-    layout->addWidget(plot, 1);
-    addWidget(cell);
-    setStretchFactor(indexOf(cell), 1);
-    return cell;
+    frequency = makeColoredPlot("frequencyPlot", QColor(0x40, 0x96, 0x78), QColor(0x22, 0x69, 0x52));
+    drift = makeColoredPlot("driftPlot", QColor(0xd5, 0x7b, 0x1d), QColor(0x96, 0x55, 0x12));
+    period = makeColoredPlot("periodPlot", QColor(0x50, 0xc8, 0xa0), QColor(0x28, 0x78, 0x64));
+    frequencyCell = addCaptionedPlot(this, tr("Frequency offset from base"), frequency);
+    driftCell = addCaptionedPlot(this, tr("Frequency drift vs. base"), drift);
+    periodCell = addCaptionedPlot(this, tr("Time-difference histogram"), period);
 }
 
 void FrequencyPlots::arrange(const FrequencySettings& settings) {

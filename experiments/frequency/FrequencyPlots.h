@@ -26,7 +26,6 @@ public:
     void clearStatLines();
 
 private:
-    QWidget* createCell(const QString& caption, BarChartWidget* plot);
     void renderFrequencyTrace(const FrequencyEngine& engine, const QList<double>& xs);
     void renderDriftTrace(const FrequencyEngine& engine, const QList<double>& xs);
     void renderPeriodHistogram(const FrequencyEngine& engine);

@@ -4,10 +4,8 @@
 #include "ControlColumn.h"
 #include "FrequencyControls.h"
 #include "FrequencyPlots.h"
+#include "TabLayout.h"
 
-#include <QHBoxLayout>
-#include <QScrollArea>
-#include <QSplitter>
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -17,7 +15,6 @@ namespace {
 
 constexpr int kRefreshMs = 200;
 constexpr int kControlsWidth = 290;
-constexpr int kSideMargin = 6; // between the columns
 constexpr QSize kLeastPlotsSize{320, 250};
 
 QStringList logRow(const FrequencyEngine::Bin& bin, int channel) {
@@ -37,14 +34,7 @@ QStringList logRow(const FrequencyEngine::Bin& bin, int channel) {
 
 FrequencyTab::FrequencyTab(QWidget* parent) : ExperimentTab(parent), timer(new QTimer(this)) {
     controls = new FrequencyControls;
-    auto* splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->setChildrenCollapsible(false);
-    splitter->addWidget(new ControlColumn(controls, kControlsWidth));
-    splitter->addWidget(createPlotSide());
-    splitter->setStretchFactor(0, 0);
-    splitter->setStretchFactor(1, 1);
-    auto* layout = new QHBoxLayout(this);
-    layout->addWidget(splitter);
+    layOutBesideControls(this, new ControlColumn(controls, kControlsWidth), createPlotSide());
 
     timer->setInterval(kRefreshMs);
     connect(timer, &QTimer::timeout, this, &FrequencyTab::refreshPlots);
@@ -56,15 +46,8 @@ FrequencyTab::FrequencyTab(QWidget* parent) : ExperimentTab(parent), timer(new Q
 QWidget* FrequencyTab::createPlotSide() {
     auto* side = new QWidget(this);
     plots = new FrequencyPlots;
-    auto* area = new QScrollArea(side);
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setMinimumSize(kLeastPlotsSize);
-    area->setWidget(plots);
-    auto* sideLayout = new QVBoxLayout(side);
-    sideLayout->setContentsMargins(kSideMargin, 0, 0, 0);
-    sideLayout->setSpacing(4);
-    sideLayout->addWidget(area, 1);
+    auto* sideLayout = layOutResults(side);
+    sideLayout->addWidget(scrolling(plots, kLeastPlotsSize), 1);
     sideLayout->addWidget(createMeasurementToolbar(side, false, false), 0);
     return side;
 }

@@ -3,6 +3,7 @@
 #include "BarChartWidget.h"
 #include "CoincidenceCounts.h"
 #include "MultiCorrelationEngine.h"
+#include "TabLayout.h"
 #include "TraceThinning.h"
 
 #include <QEvent>
@@ -67,8 +68,7 @@ MultiCorrelationPlots::MultiCorrelationPlots(QWidget* parent) : QSplitter(Qt::Ve
 }
 
 BarChartWidget* MultiCorrelationPlots::addPlot(const char* name) {
-    auto* plot = new BarChartWidget(this);
-    plot->setObjectName(QLatin1String(name));
+    BarChartWidget* plot = makePlot(name, {}, this);
     plot->installEventFilter(this);
     addWidget(plot);
     return plot;

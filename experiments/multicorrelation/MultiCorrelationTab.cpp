@@ -3,11 +3,9 @@
 #include "BarChartWidget.h"
 #include "MultiCorrelationControls.h"
 #include "MultiCorrelationPlots.h"
+#include "TabLayout.h"
 
-#include <QHBoxLayout>
 #include <QLabel>
-#include <QScrollArea>
-#include <QSplitter>
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -17,7 +15,6 @@
 namespace qorn::timetagger::gui {
 namespace {
 
-constexpr int kSideMargin = 6; // between the columns
 constexpr qint64 kRefreshMs = 100;
 // A trace of at most so many gates is shown with every gate, a longer one now and then.
 constexpr std::size_t kPromptGates = 300;
@@ -25,16 +22,6 @@ constexpr int kLongTraceMs = 150;
 
 constexpr QSize kLeastControlsSize{400, 120};
 constexpr QSize kLeastPlotsSize{320, 250};
-
-// A part of the tab that scrolls where there is no room for all of it.
-QScrollArea* scrolling(QWidget* part, QSize leastSize) {
-    auto* area = new QScrollArea;
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setMinimumSize(leastSize);
-    area->setWidget(part);
-    return area;
-}
 
 // Rounded as the boxes of the offsets do, but without a negative zero.
 double inBoxSteps(double ns) {
@@ -55,14 +42,7 @@ MultiCorrelationTab::MultiCorrelationTab(QWidget* parent)
         }
     });
     controls = new MultiCorrelationControls;
-    auto* splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->setChildrenCollapsible(false);
-    splitter->addWidget(scrolling(controls, kLeastControlsSize));
-    splitter->addWidget(createPlotSide());
-    splitter->setStretchFactor(0, 0);
-    splitter->setStretchFactor(1, 1);
-    auto* layout = new QHBoxLayout(this);
-    layout->addWidget(splitter);
+    layOutBesideControls(this, scrolling(controls, kLeastControlsSize), createPlotSide());
     connect(controls, &MultiCorrelationControls::settingsChanged, this,
             &MultiCorrelationTab::onSettingsChanged);
     connect(controls, &MultiCorrelationControls::autoRemoveOffsetsRequested, this,
@@ -84,9 +64,7 @@ QWidget* MultiCorrelationTab::createPlotSide() {
     status->setObjectName(QStringLiteral("status"));
     status->setStyleSheet(QStringLiteral("font-family: monospace;"));
     status->setWordWrap(true);
-    auto* column = new QVBoxLayout(side);
-    column->setContentsMargins(kSideMargin, 0, 0, 0);
-    column->setSpacing(4);
+    auto* column = layOutResults(side);
     column->addWidget(banner, 0);
     column->addWidget(scrolling(plots, kLeastPlotsSize), 1);
     column->addWidget(status, 0);
