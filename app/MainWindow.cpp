@@ -372,12 +372,7 @@ void MainWindow::applyPlotScheme(ExperimentTab* tab) {
     if (tab == nullptr) {
         return;
     }
-    // The main plot may be lent to another window.
-    QList<BarChartWidget*> plots = tab->findChildren<BarChartWidget*>();
-    if (BarChartWidget* lent = tab->plotWidget(); lent != nullptr && !plots.contains(lent)) {
-        plots.append(lent);
-    }
-    for (BarChartWidget* plot : std::as_const(plots)) {
+    for (BarChartWidget* plot : tab->plots()) {
         applyScheme(*plot, *tab, plotSchemeFor(themeName));
     }
 }

@@ -4,12 +4,12 @@
 #include "MeasurementFileNames.h"
 #include "MeasurementToolbar.h"
 #include "PlotColumn.h"
+#include "PlotFileActions.h"
+#include "PlotSettingsDialog.h"
 #include "WarningBox.h"
 
 #include <QDir>
-#include <QFileDialog>
 #include <QJsonDocument>
-#include <QMessageBox>
 #include <QTimer>
 
 namespace qorn::timetagger::gui {
@@ -38,6 +38,9 @@ QToolBar* ExperimentTab::createMeasurementToolbar(QWidget* parent, bool plotCont
     connect(bar, &MeasurementToolbar::stopTriggered, this, &ExperimentTab::cancelRequested);
     connect(bar, &MeasurementToolbar::resetTriggered, this, &ExperimentTab::restartRequested);
     connect(bar, &MeasurementToolbar::saveImageTriggered, this, &ExperimentTab::saveImage);
+    connect(bar, &MeasurementToolbar::saveDataTriggered, this, &ExperimentTab::saveDisplayedDataCsv);
+    connect(bar, &MeasurementToolbar::loadDataTriggered, this, &ExperimentTab::loadDisplayedData);
+    connect(bar, &MeasurementToolbar::plotSettingsTriggered, this, &ExperimentTab::showPlotSettings);
     connect(bar, &MeasurementToolbar::recordToggled, this, &ExperimentTab::setTimeTagRecordingEnabled);
     connect(bar, &MeasurementToolbar::logTriggered, this, &ExperimentTab::toggleLog);
     connect(bar, &MeasurementToolbar::splitTriggered, this, &ExperimentTab::splitRequested);
@@ -285,22 +288,54 @@ QString ExperimentTab::csvLine(const QStringList& fields) {
 }
 
 void ExperimentTab::saveImage() {
-    BarChartWidget* plot = plotWidget();
-    if (plot == nullptr) {
-        return;
+    savePlotImage(plotWidget(), this);
+}
+
+void ExperimentTab::saveDisplayedDataCsv() {
+    savePlotData(plotWidget(), this);
+}
+
+void ExperimentTab::loadDisplayedData() {
+    loadPlotData(plotWidget(), this);
+}
+
+QList<BarChartWidget*> ExperimentTab::plots() const {
+    QList<BarChartWidget*> all = findChildren<BarChartWidget*>();
+    if (BarChartWidget* main = plotWidget()) { // perhaps lent to another window
+        all.removeOne(main);
+        all.prepend(main);
     }
-    QString filter;
-    QString path = QFileDialog::getSaveFileName(this, tr("Save Plot Image"), QString(),
-                                                tr("PNG image (*.png);;JPEG image (*.jpg *.jpeg)"), &filter);
-    if (path.isEmpty()) {
-        return;
+    return all;
+}
+
+void ExperimentTab::showPlotSettings() {
+    const BarChartWidget* plot = plotWidget();
+    const PlotAndSaveSettings initial{plot != nullptr ? plot->plotOptions() : PlotOptions(), settings()};
+    auto* dialog = new PlotSettingsDialog(initial, {supportsLogging(), true}, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QDialog::accepted, this, [this, dialog] {
+        const PlotAndSaveSettings chosen = dialog->settings();
+        takePlotOptions(chosen.look);
+        takeSaveSettings(chosen.saving);
+    });
+    dialog->open();
+}
+
+// The plots of a tab look alike.
+void ExperimentTab::takePlotOptions(const PlotOptions& look) {
+    for (BarChartWidget* plot : plots()) {
+        plot->setPlotOptions(look.colorScheme, look.fontPointSize, look.lineWidth, look.penStyle);
     }
-    if (QFileInfo(path).suffix().isEmpty()) {
-        path += filter.contains(QLatin1String("jpg")) ? QLatin1String(".jpg") : QLatin1String(".png");
-    }
-    if (!plot->grab().save(path)) {
-        QMessageBox::warning(this, tr("Save failed"), tr("Could not write image file."));
-    }
+}
+
+// But for the recording flag, which the toolbar may have changed behind the dialog.
+void ExperimentTab::takeSaveSettings(SharedSettings chosen) {
+    chosen.timeTagsEnabled = settings().timeTagsEnabled;
+    chosen.logDirectory = QDir::toNativeSeparators(chosen.logDirectory);
+    chosen.timeTagsDirectory = QDir::toNativeSeparators(chosen.timeTagsDirectory);
+    settings() = chosen;
+    settings().save(settingsKey());
+    updateLogAction();
 }
 
 } // namespace qorn::timetagger::gui

@@ -28,6 +28,7 @@ namespace qorn::timetagger::gui {
 class BarChartWidget;
 class MeasurementToolbar;
 class PlotColumn;
+struct PlotOptions;
 
 class ExperimentTab : public QWidget, private LogOwner {
     Q_OBJECT
@@ -120,6 +121,9 @@ public:
     QJsonObject sharedConfig() const;
     void loadSharedConfig(const QJsonObject& object);
 
+    // All plots of this tab, the main one first wherever it is.
+    QList<BarChartWidget*> plots() const;
+
     QString settingsKey() const;
 
 Q_SIGNALS:
@@ -130,7 +134,12 @@ Q_SIGNALS:
     void splitRequested();
 
 public Q_SLOTS:
+    // The plot to and from files that the operator chooses, and what it looks like and where this tab's logs
+    // and recordings go; each opens its dialog and returns.
     void saveImage();
+    void saveDisplayedDataCsv();
+    void loadDisplayedData();
+    void showPlotSettings();
     // The plot as it stands into the log.
     void appendPlotSnapshot();
     // A batch of tags in stream order.
@@ -148,6 +157,8 @@ private:
     void updateTimeTagRecordAction();
     void updateLogAction();
     void toggleLog();
+    void takePlotOptions(const PlotOptions& look);
+    void takeSaveSettings(SharedSettings chosen);
     LogPlan logPlan() const override;
     LogHeader logHeader() const override;
 

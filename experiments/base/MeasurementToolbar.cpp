@@ -29,6 +29,7 @@ MeasurementToolbar::MeasurementToolbar(BarChartWidget* plot, MeasurementToolbarP
     if (parts.log) {
         addLogAction();
     }
+    addPlotSettingsAction();
     if (plot != nullptr) {
         addWidget(makeSpacer(this));
         addSeparator();
@@ -63,6 +64,12 @@ void MeasurementToolbar::addFileActions() {
     QAction* saveImage = addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), tr("Save image"), this,
                                    &MeasurementToolbar::saveImageTriggered);
     saveImage->setToolTip(tr("Save plot image"));
+    QAction* saveData = addAction(style()->standardIcon(QStyle::SP_FileIcon), tr("Save data"), this,
+                                  &MeasurementToolbar::saveDataTriggered);
+    saveData->setToolTip(tr("Save displayed plot data"));
+    QAction* loadData = addAction(style()->standardIcon(QStyle::SP_DialogOpenButton), tr("Load data"), this,
+                                  &MeasurementToolbar::loadDataTriggered);
+    loadData->setToolTip(tr("Load saved plot data"));
     record = addAction(style()->standardIcon(QStyle::SP_DriveHDIcon), tr("Record"));
     record->setCheckable(true);
     connect(record, &QAction::toggled, this, &MeasurementToolbar::recordToggled);
@@ -71,6 +78,12 @@ void MeasurementToolbar::addFileActions() {
 void MeasurementToolbar::addLogAction() {
     log = addAction(tr("Start log"), this, &MeasurementToolbar::logTriggered);
     log->setToolTip(tr("Start writing a continuous log for this measurement"));
+}
+
+void MeasurementToolbar::addPlotSettingsAction() {
+    QAction* settings = addAction(QIcon(QStringLiteral(":/icons/settings.svg")), tr("Plot settings"), this,
+                                  &MeasurementToolbar::plotSettingsTriggered);
+    settings->setToolTip(tr("Plot settings"));
 }
 
 void MeasurementToolbar::addViewActions(BarChartWidget* plot) {

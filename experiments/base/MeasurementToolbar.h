@@ -34,6 +34,9 @@ Q_SIGNALS:
     void stopTriggered();
     void resetTriggered();
     void saveImageTriggered();
+    void saveDataTriggered();
+    void loadDataTriggered();
+    void plotSettingsTriggered();
     void recordToggled(bool enabled);
     void logTriggered();
     void splitTriggered();
@@ -42,6 +45,7 @@ private:
     void addRunActions();
     void addFileActions();
     void addLogAction();
+    void addPlotSettingsAction();
     void addViewActions(BarChartWidget* plot);
 
     QAction* play = nullptr;

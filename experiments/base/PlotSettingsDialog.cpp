@@ -1,0 +1,221 @@
+#include "PlotSettingsDialog.h"
+
+#include "WarningBox.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QFileDialog>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+constexpr int kLongestSeconds = 604800; // a week
+constexpr int kUsualLimitSeconds = 3600;
+
+const char* const kSchemes[] = {
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "Default"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "Dark"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "Bright"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "High contrast"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "Classic"),
+};
+
+// In the order of Qt::PenStyle from Qt::SolidLine on.
+const char* const kLineStyles[] = {
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "solid"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "- - dashed"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", ". dotted"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "-. dash-dot"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::PlotSettingsDialog", "-.. dash-dot-dot"),
+};
+
+QString name(const char* group, const char* control) {
+    return QLatin1String(group) + QLatin1String(control);
+}
+
+void addHeading(QFormLayout* form, const QString& text, QWidget* parent) {
+    auto* heading = new QLabel(text, parent);
+    QFont bold = heading->font();
+    bold.setBold(true);
+    heading->setFont(bold);
+    heading->setStyleSheet(QStringLiteral("font-weight: bold;")); // a theme's style sheet sets the font anew
+    heading->setContentsMargins(0, 10, 0, 0);
+    form->addRow(heading);
+}
+
+QSpinBox* makeSecondsBox(int least, int seconds, const QString& objectName, QWidget* parent) {
+    auto* box = new QSpinBox(parent);
+    box->setObjectName(objectName);
+    box->setRange(least, kLongestSeconds);
+    box->setSuffix(PlotSettingsDialog::tr(" s"));
+    box->setValue(seconds);
+    return box;
+}
+
+} // namespace
+
+PlotSettingsDialog::PlotSettingsDialog(const PlotAndSaveSettings& initial, Parts parts, QWidget* parent)
+    : QDialog(parent), saving(initial.saving) {
+    setWindowTitle(tr("Plot and Save Settings"));
+    setMinimumWidth(480);
+    auto* form = new QFormLayout;
+    addLook(form, initial.look);
+    if (parts.log) {
+        addLog(form);
+    }
+    if (parts.recording) {
+        addRecording(form);
+    }
+
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
+    QPushButton* save = buttons->addButton(tr("Save settings"), QDialogButtonBox::AcceptRole);
+    save->setObjectName(QStringLiteral("PrimaryButton"));
+    save->setDefault(true);
+    connect(buttons, &QDialogButtonBox::accepted, this, &PlotSettingsDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &PlotSettingsDialog::reject);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(20, 20, 20, 16);
+    layout->setSpacing(18);
+    layout->addLayout(form);
+    layout->addStretch(1);
+    layout->addWidget(buttons);
+}
+
+void PlotSettingsDialog::addLook(QFormLayout* form, const PlotOptions& look) {
+    scheme = new QComboBox(this);
+    scheme->setObjectName(QStringLiteral("colorScheme"));
+    for (const char* const schemeName : kSchemes) {
+        scheme->addItem(tr(schemeName), QLatin1String(schemeName));
+    }
+    scheme->setCurrentIndex(std::max(scheme->findData(look.colorScheme), 0));
+
+    fontSize = new QSpinBox(this);
+    fontSize->setObjectName(QStringLiteral("fontSize"));
+    fontSize->setRange(7, 28);
+    fontSize->setSuffix(tr(" pt"));
+    fontSize->setValue(look.fontPointSize);
+
+    lineWidth = new QDoubleSpinBox(this);
+    lineWidth->setObjectName(QStringLiteral("lineWidth"));
+    lineWidth->setDecimals(1);
+    lineWidth->setRange(0.5, 8.0);
+    lineWidth->setSingleStep(0.25);
+    lineWidth->setSuffix(tr(" pt"));
+    lineWidth->setValue(look.lineWidth);
+
+    lineStyle = new QComboBox(this);
+    lineStyle->setObjectName(QStringLiteral("lineStyle"));
+    for (const char* const style : kLineStyles) {
+        lineStyle->addItem(tr(style));
+    }
+    lineStyle->setCurrentIndex(static_cast<int>(look.penStyle) - static_cast<int>(Qt::SolidLine));
+
+    form->addRow(tr("Color scheme"), scheme);
+    form->addRow(tr("Font size"), fontSize);
+    form->addRow(tr("Line thickness"), lineWidth);
+    form->addRow(tr("Line style"), lineStyle);
+}
+
+void PlotSettingsDialog::addLog(QFormLayout* form) {
+    addHeading(form, tr("Continuous data log"), this);
+    addFolder(form, log, saving.logDirectory, "log", tr("Select data-log folder"));
+    logFormat = new QComboBox(this);
+    logFormat->setObjectName(QStringLiteral("logFormat"));
+    logFormat->addItems({tr("CSV"), tr("Packed binary")});
+    logFormat->setCurrentIndex(saving.logFormat == LogFormat::PackedBinary ? 1 : 0);
+    form->addRow(tr("Format"), logFormat);
+    addTimes(form, log, saving.logRotateSeconds, saving.logMaximumDurationSeconds, "log",
+             tr("Limit log duration"));
+}
+
+void PlotSettingsDialog::addRecording(QFormLayout* form) {
+    addHeading(form, tr("Complete time-tag recording"), this);
+    addFolder(form, recording, saving.timeTagsDirectory, "recording", tr("Select time-tag output folder"));
+    addTimes(form, recording, saving.timeTagsRotateSeconds, saving.timeTagsMaximumDurationSeconds,
+             "recording", tr("Limit recording duration"));
+}
+
+void PlotSettingsDialog::addFolder(QFormLayout* form, Target& target, const QString& chosen,
+                                   const char* group, const QString& browseTitle) {
+    target.folder = new QLineEdit(chosen, this);
+    target.folder->setObjectName(name(group, "Folder"));
+    auto* browse = new QPushButton(tr("Browse..."), this);
+    browse->setObjectName(name(group, "Browse"));
+    browse->setAutoDefault(false);
+    connect(browse, &QPushButton::clicked, this, [this, edit = target.folder, browseTitle] {
+        auto* dialog = new QFileDialog(this, browseTitle, edit->text());
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->setFileMode(QFileDialog::Directory);
+        dialog->setOption(QFileDialog::ShowDirsOnly);
+        connect(dialog, &QFileDialog::fileSelected, edit, &QLineEdit::setText);
+        dialog->open();
+    });
+    auto* row = new QHBoxLayout;
+    row->addWidget(target.folder, 1);
+    row->addWidget(browse, 0);
+    auto* label = new QLabel(tr("Folder"), this);
+    label->setBuddy(target.folder);
+    form->addRow(label, row);
+}
+
+void PlotSettingsDialog::addTimes(QFormLayout* form, Target& target, int rotateSeconds, int maximumSeconds,
+                                  const char* group, const QString& limitText) {
+    target.rotate = makeSecondsBox(0, rotateSeconds, name(group, "Rotate"), this);
+    target.rotate->setSpecialValueText(tr("Off"));
+    target.limited = new QCheckBox(limitText, this);
+    target.limited->setObjectName(name(group, "Limited"));
+    target.limited->setChecked(maximumSeconds > 0);
+    target.maximum = makeSecondsBox(1, maximumSeconds > 0 ? maximumSeconds : kUsualLimitSeconds,
+                                    name(group, "Maximum"), this);
+    target.maximum->setEnabled(maximumSeconds > 0);
+    connect(target.limited, &QCheckBox::toggled, target.maximum, &QSpinBox::setEnabled);
+    form->addRow(tr("New file after"), target.rotate);
+    form->addRow(target.limited);
+    form->addRow(tr("Maximum duration"), target.maximum);
+}
+
+int PlotSettingsDialog::Target::maximumSeconds() const {
+    return limited->isChecked() ? maximum->value() : 0;
+}
+
+PlotAndSaveSettings PlotSettingsDialog::settings() const {
+    PlotAndSaveSettings chosen;
+    chosen.look = {scheme->currentData().toString(), fontSize->value(), lineWidth->value(),
+                   static_cast<Qt::PenStyle>(lineStyle->currentIndex() + static_cast<int>(Qt::SolidLine))};
+    chosen.saving = saving;
+    if (log.folder != nullptr) {
+        chosen.saving.logDirectory = log.folder->text().trimmed();
+        chosen.saving.logFormat = logFormat->currentIndex() == 1 ? LogFormat::PackedBinary : LogFormat::Csv;
+        chosen.saving.logRotateSeconds = log.rotate->value();
+        chosen.saving.logMaximumDurationSeconds = log.maximumSeconds();
+    }
+    if (recording.folder != nullptr) {
+        chosen.saving.timeTagsDirectory = recording.folder->text().trimmed();
+        chosen.saving.timeTagsRotateSeconds = recording.rotate->value();
+        chosen.saving.timeTagsMaximumDurationSeconds = recording.maximumSeconds();
+    }
+    return chosen;
+}
+
+void PlotSettingsDialog::accept() {
+    const SharedSettings chosen = settings().saving;
+    if (log.folder != nullptr && chosen.logDirectory.isEmpty()) {
+        showWarning(this, windowTitle(), tr("Select a log folder first."));
+    } else if (recording.folder != nullptr && chosen.timeTagsDirectory.isEmpty()) {
+        showWarning(this, windowTitle(), tr("Select a time-tag output folder first."));
+    } else {
+        QDialog::accept();
+    }
+}
+
+} // namespace qorn::timetagger::gui
