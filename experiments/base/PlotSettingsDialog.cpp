@@ -7,7 +7,7 @@
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QFileDialog>
-#include <QFormLayout>
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -42,14 +42,24 @@ QString name(const char* group, const char* control) {
     return QLatin1String(group) + QLatin1String(control);
 }
 
-void addHeading(QFormLayout* form, const QString& text, QWidget* parent) {
+// Rows of two fields with their labels, so that the dialog is lower than a small screen.
+enum Column { FirstLabel, FirstField, SecondLabel, SecondField, Columns };
+
+void addField(QGridLayout* grid, int row, Column labelColumn, const QString& text, QWidget* field) {
+    auto* label = new QLabel(text, field->parentWidget());
+    label->setBuddy(field);
+    grid->addWidget(label, row, labelColumn);
+    grid->addWidget(field, row, labelColumn + 1);
+}
+
+void addHeading(QGridLayout* grid, const QString& text, QWidget* parent) {
     auto* heading = new QLabel(text, parent);
     QFont bold = heading->font();
     bold.setBold(true);
     heading->setFont(bold);
     heading->setStyleSheet(QStringLiteral("font-weight: bold;")); // a theme's style sheet sets the font anew
     heading->setContentsMargins(0, 10, 0, 0);
-    form->addRow(heading);
+    grid->addWidget(heading, grid->rowCount(), FirstLabel, 1, Columns);
 }
 
 QSpinBox* makeSecondsBox(int least, int seconds, const QString& objectName, QWidget* parent) {
@@ -66,14 +76,17 @@ QSpinBox* makeSecondsBox(int least, int seconds, const QString& objectName, QWid
 PlotSettingsDialog::PlotSettingsDialog(const PlotAndSaveSettings& initial, Parts parts, QWidget* parent)
     : QDialog(parent), saving(initial.saving) {
     setWindowTitle(tr("Plot and Save Settings"));
-    setMinimumWidth(480);
-    auto* form = new QFormLayout;
-    addLook(form, initial.look);
+    setMinimumWidth(640);
+    auto* grid = new QGridLayout;
+    grid->setHorizontalSpacing(14);
+    grid->setColumnStretch(FirstField, 1);
+    grid->setColumnStretch(SecondField, 1);
+    addLook(grid, initial.look);
     if (parts.log) {
-        addLog(form);
+        addLog(grid);
     }
     if (parts.recording) {
-        addRecording(form);
+        addRecording(grid);
     }
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
@@ -86,12 +99,12 @@ PlotSettingsDialog::PlotSettingsDialog(const PlotAndSaveSettings& initial, Parts
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(20, 20, 20, 16);
     layout->setSpacing(18);
-    layout->addLayout(form);
+    layout->addLayout(grid);
     layout->addStretch(1);
     layout->addWidget(buttons);
 }
 
-void PlotSettingsDialog::addLook(QFormLayout* form, const PlotOptions& look) {
+void PlotSettingsDialog::addLook(QGridLayout* grid, const PlotOptions& look) {
     scheme = new QComboBox(this);
     scheme->setObjectName(QStringLiteral("colorScheme"));
     for (const char* const schemeName : kSchemes) {
@@ -120,32 +133,33 @@ void PlotSettingsDialog::addLook(QFormLayout* form, const PlotOptions& look) {
     }
     lineStyle->setCurrentIndex(static_cast<int>(look.penStyle) - static_cast<int>(Qt::SolidLine));
 
-    form->addRow(tr("Color scheme"), scheme);
-    form->addRow(tr("Font size"), fontSize);
-    form->addRow(tr("Line thickness"), lineWidth);
-    form->addRow(tr("Line style"), lineStyle);
+    addField(grid, 0, FirstLabel, tr("Color scheme"), scheme);
+    addField(grid, 0, SecondLabel, tr("Font size"), fontSize);
+    addField(grid, 1, FirstLabel, tr("Line thickness"), lineWidth);
+    addField(grid, 1, SecondLabel, tr("Line style"), lineStyle);
 }
 
-void PlotSettingsDialog::addLog(QFormLayout* form) {
-    addHeading(form, tr("Continuous data log"), this);
-    addFolder(form, log, saving.logDirectory, "log", tr("Select data-log folder"));
+void PlotSettingsDialog::addLog(QGridLayout* grid) {
+    addHeading(grid, tr("Continuous data log"), this);
+    addFolder(grid, log, saving.logDirectory, "log", tr("Select data-log folder"));
     logFormat = new QComboBox(this);
     logFormat->setObjectName(QStringLiteral("logFormat"));
     logFormat->addItems({tr("CSV"), tr("Packed binary")});
     logFormat->setCurrentIndex(saving.logFormat == LogFormat::PackedBinary ? 1 : 0);
-    form->addRow(tr("Format"), logFormat);
-    addTimes(form, log, saving.logRotateSeconds, saving.logMaximumDurationSeconds, "log",
+    const int row = grid->rowCount();
+    addField(grid, row, FirstLabel, tr("Format"), logFormat);
+    addTimes(grid, log, saving.logRotateSeconds, saving.logMaximumDurationSeconds, "log",
              tr("Limit log duration"));
 }
 
-void PlotSettingsDialog::addRecording(QFormLayout* form) {
-    addHeading(form, tr("Complete time-tag recording"), this);
-    addFolder(form, recording, saving.timeTagsDirectory, "recording", tr("Select time-tag output folder"));
-    addTimes(form, recording, saving.timeTagsRotateSeconds, saving.timeTagsMaximumDurationSeconds,
+void PlotSettingsDialog::addRecording(QGridLayout* grid) {
+    addHeading(grid, tr("Complete time-tag recording"), this);
+    addFolder(grid, recording, saving.timeTagsDirectory, "recording", tr("Select time-tag output folder"));
+    addTimes(grid, recording, saving.timeTagsRotateSeconds, saving.timeTagsMaximumDurationSeconds,
              "recording", tr("Limit recording duration"));
 }
 
-void PlotSettingsDialog::addFolder(QFormLayout* form, Target& target, const QString& chosen,
+void PlotSettingsDialog::addFolder(QGridLayout* grid, Target& target, const QString& chosen,
                                    const char* group, const QString& browseTitle) {
     target.folder = new QLineEdit(chosen, this);
     target.folder->setObjectName(name(group, "Folder"));
@@ -160,15 +174,17 @@ void PlotSettingsDialog::addFolder(QFormLayout* form, Target& target, const QStr
         connect(dialog, &QFileDialog::fileSelected, edit, &QLineEdit::setText);
         dialog->open();
     });
-    auto* row = new QHBoxLayout;
-    row->addWidget(target.folder, 1);
-    row->addWidget(browse, 0);
+    const int row = grid->rowCount();
     auto* label = new QLabel(tr("Folder"), this);
     label->setBuddy(target.folder);
-    form->addRow(label, row);
+    grid->addWidget(label, row, FirstLabel);
+    auto* line = new QHBoxLayout;
+    line->addWidget(target.folder, 1);
+    line->addWidget(browse, 0);
+    grid->addLayout(line, row, FirstField, 1, Columns - FirstField);
 }
 
-void PlotSettingsDialog::addTimes(QFormLayout* form, Target& target, int rotateSeconds, int maximumSeconds,
+void PlotSettingsDialog::addTimes(QGridLayout* grid, Target& target, int rotateSeconds, int maximumSeconds,
                                   const char* group, const QString& limitText) {
     target.rotate = makeSecondsBox(0, rotateSeconds, name(group, "Rotate"), this);
     target.rotate->setSpecialValueText(tr("Off"));
@@ -179,9 +195,10 @@ void PlotSettingsDialog::addTimes(QFormLayout* form, Target& target, int rotateS
                                     name(group, "Maximum"), this);
     target.maximum->setEnabled(maximumSeconds > 0);
     connect(target.limited, &QCheckBox::toggled, target.maximum, &QSpinBox::setEnabled);
-    form->addRow(tr("New file after"), target.rotate);
-    form->addRow(target.limited);
-    form->addRow(tr("Maximum duration"), target.maximum);
+    const int row = grid->rowCount();
+    addField(grid, row, FirstLabel, tr("New file after"), target.rotate);
+    grid->addWidget(target.limited, row + 1, FirstLabel, 1, 2);
+    addField(grid, row + 1, SecondLabel, tr("Maximum duration"), target.maximum);
 }
 
 int PlotSettingsDialog::Target::maximumSeconds() const {

@@ -10,7 +10,7 @@
 class QCheckBox;
 class QComboBox;
 class QDoubleSpinBox;
-class QFormLayout;
+class QGridLayout;
 class QLineEdit;
 class QSpinBox;
 
@@ -49,12 +49,12 @@ private:
         int maximumSeconds() const; // 0 no limit
     };
 
-    void addLook(QFormLayout* form, const PlotOptions& look);
-    void addLog(QFormLayout* form);
-    void addRecording(QFormLayout* form);
-    void addFolder(QFormLayout* form, Target& target, const QString& chosen, const char* name,
+    void addLook(QGridLayout* grid, const PlotOptions& look);
+    void addLog(QGridLayout* grid);
+    void addRecording(QGridLayout* grid);
+    void addFolder(QGridLayout* grid, Target& target, const QString& chosen, const char* name,
                    const QString& browseTitle);
-    void addTimes(QFormLayout* form, Target& target, int rotateSeconds, int maximumSeconds, const char* name,
+    void addTimes(QGridLayout* grid, Target& target, int rotateSeconds, int maximumSeconds, const char* name,
                   const QString& limitText);
 
     SharedSettings saving; // of before

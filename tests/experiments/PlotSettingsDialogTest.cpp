@@ -68,6 +68,12 @@ TEST(PlotSettingsDialog, GivesBackWhatItWasGiven) {
     EXPECT_TRUE(sameSettings(dialog.settings(), someSettings()));
 }
 
+TEST(PlotSettingsDialog, IsLowerThanASmallScreen) {
+    PlotSettingsDialog dialog(someSettings(), {});
+    dialog.show();
+    EXPECT_LE(dialog.height(), 600);
+}
+
 TEST(PlotSettingsDialog, OffersTheChoicesAndRanges) {
     const PlotSettingsDialog dialog(someSettings(), {});
     EXPECT_EQ(itemsOf(control<QComboBox>(dialog, "colorScheme")),
