@@ -43,10 +43,10 @@ private:
         std::vector<std::int64_t> table; // of the firmware, by code
     };
     static std::size_t index(int input, int line) {
-        return static_cast<std::size_t>(input * kDelayLines + line);
+        return static_cast<std::size_t>(input) * kDelayLines + static_cast<std::size_t>(line);
     }
 
-    std::array<Line, kInputs * kDelayLines> lines;
+    std::array<Line, std::size_t{kInputs} * kDelayLines> lines;
 };
 
 // The lines of a mask that count: its low three bits, or line 0 when none is set.

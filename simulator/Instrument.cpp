@@ -256,6 +256,12 @@ void Instrument::startCalibrationStream(std::uint8_t line, std::uint32_t sweepSt
     requireIdle();
     const std::uint64_t seed = nextSeed();
     auto source = std::make_unique<InternalGenerator>(generatorDivider, 0, seed);
+    // The first stream of a line begins in step with the coarse clock, so that lines can be compared, those
+    // after it anywhere, so that a sweep sees all fine codes.
+    if (line == calibratedLine) {
+        source->beginAnywhere();
+    }
+    calibratedLine = line;
     source->sweep(sweepSteps, sweepPeriods);
     generator.emplace(std::move(source));
     const std::int64_t offset = spec.startCoarse * kTickPs;

@@ -118,6 +118,7 @@ private:
     PulseGenerator scene;
     std::optional<PulseGenerator> generator; // while a measurement takes its pulses from there
     std::uint64_t measurements = 0;
+    std::uint8_t calibratedLine = 0xFF; // of the last calibration stream; none yet
     std::optional<TagStream> stream;
     std::optional<CountFrames> frames;
 };

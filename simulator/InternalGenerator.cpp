@@ -34,6 +34,10 @@ InternalGenerator::InternalGenerator(std::uint32_t firstDivider, std::int64_t st
     : EventSource(seed, kAmplitudeV, kWidestSigmas * kJitterPs), divider(firstDivider), next(startPs + 1000) {
 }
 
+void InternalGenerator::beginAnywhere() {
+    next += static_cast<std::int64_t>(random.uniform() * kPeriodNumerator / kPeriodDenominator);
+}
+
 void InternalGenerator::sweep(std::uint32_t count, std::uint32_t periods) {
     sweepSteps = std::max(count, 1u);
     sweepPeriods = std::max(periods, 1u);

@@ -15,6 +15,10 @@ public:
 
     InternalGenerator(std::uint32_t firstDivider, std::int64_t startPs, std::uint64_t seed);
 
+    // Puts off the first pulse by any part of an undivided period. Without that, streams begin at the same
+    // phase of the coarse clock, and a sweep over dividers sees the same few fine codes in each of its steps.
+    void beginAnywhere();
+
     // Steps through `count` dividers from the first one on, each for `periods` periods, over and over.
     void sweep(std::uint32_t count, std::uint32_t periods);
 

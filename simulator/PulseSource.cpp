@@ -14,6 +14,7 @@ constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max() / 2;
 
 // A wait, not negative, in whole picoseconds; a wait beyond any measurement stays representable.
 std::int64_t wholePs(double ps) {
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative, and quicker than a call
     return ps < 1e17 ? static_cast<std::int64_t>(ps + 0.5) : std::int64_t{100'000'000'000'000'000};
 }
 

@@ -231,6 +231,29 @@ TEST(InternalGenerator, ReachesAllInputsAtItsDividedFrequency) {
     }
 }
 
+TEST(InternalGenerator, BeginsInStepOrAnywhereInItsUndividedPeriod) {
+    constexpr std::int64_t kBasePeriodPs = 32280;
+    constexpr std::int64_t kInStepPs = 1000;
+    const auto begin = [](bool anywhere, std::uint64_t seed) {
+        auto source = std::make_unique<InternalGenerator>(310, 0, seed);
+        if (anywhere) {
+            source->beginAnywhere();
+        }
+        PulseGenerator generator(std::move(source));
+        return timesOf(play(generator, 1e-4), 2).front() - kInStepPs;
+    };
+    std::vector<std::int64_t> begins;
+    for (std::uint64_t seed = 0; seed < 200; ++seed) {
+        EXPECT_NEAR(static_cast<double>(begin(false, seed)), 0, 25);
+        begins.push_back(begin(true, seed));
+    }
+    std::sort(begins.begin(), begins.end());
+    EXPECT_LT(begins.front(), kBasePeriodPs / 20);
+    EXPECT_NEAR(static_cast<double>(begins[100]), kBasePeriodPs / 2.0, kBasePeriodPs / 8.0);
+    EXPECT_GT(begins.back(), kBasePeriodPs * 19 / 20);
+    EXPECT_LT(begins.back(), kBasePeriodPs + 50);
+}
+
 TEST(InternalGenerator, SweepsOverNeighbouringDividers) {
     auto source = std::make_unique<InternalGenerator>(100, 0, 1);
     source->sweep(3, 2);
