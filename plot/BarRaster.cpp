@@ -179,6 +179,7 @@ private:
                 break;
         }
         const auto channel = [&](int borderValue, int fillValue) {
+            // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative, and quicker than a call
             return static_cast<int>(border * borderValue + fill * fillValue + 0.5);
         };
         return qRgba(channel(qRed(borderColor), qRed(fillColor)),

@@ -59,7 +59,7 @@ std::optional<double> plainNumber(QStringView text) {
 PlotNumberText::PlotNumberText(double value) {
     char* const begin = storage.data();
     char* const end = begin + storage.size();
-    char* written = begin;
+    char* written = nullptr;
     // Counts and bin numbers, the most frequent of all.
     if (std::abs(value) < kWholeBelow && value == std::trunc(value)) {
         written = std::to_chars(begin, end, static_cast<std::int64_t>(value)).ptr;

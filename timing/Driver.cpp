@@ -3,9 +3,9 @@
 #include "Error.h"
 
 #include <dlfcn.h>
-#include <locale.h>
 
 #include <atomic>
+#include <clocale>
 #include <memory>
 #include <mutex>
 

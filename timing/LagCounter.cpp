@@ -39,7 +39,7 @@ public:
         // outwards.
         const auto numerator = static_cast<std::uint64_t>(middle + lag - ((lag >> 63) & tie));
         // A division by the bin: exact for numerators below 2^62.
-        return static_cast<std::uint64_t>((UnsignedWide{2 * numerator} * factor) >> 64) >> shift;
+        return static_cast<std::uint64_t>((UnsignedWide{numerator + numerator} * factor) >> 64) >> shift;
     }
 
 private:

@@ -93,7 +93,7 @@ QByteArray readData(const QString& path, QString& error) {
         return {};
     }
     // One byte more than there may be: what is no regular file tells no size.
-    const QByteArray bytes = file.size() > kLargestFile ? QByteArray() : file.read(kLargestFile + 1);
+    QByteArray bytes = file.size() > kLargestFile ? QByteArray() : file.read(kLargestFile + 1);
     if (file.size() > kLargestFile || bytes.size() > kLargestFile) {
         error = tr("The selected plot file is too large.");
         return {};

@@ -58,6 +58,7 @@ private:
         // Whole ps are at least half a ps from an edge or on it, so a quarter keeps those on it above it,
         // however the product is rounded.
         constexpr double kOntoEdge = 0.25;
+        // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative, and quicker than a call
         const auto distance =
             static_cast<qint64>((static_cast<double>(std::abs(errorPs)) + kOntoEdge) * perBin + 0.5);
         if (distance <= half) {
