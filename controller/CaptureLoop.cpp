@@ -16,7 +16,6 @@ namespace qorn::timetagger::gui {
 namespace {
 
 constexpr std::chrono::milliseconds kIdleSleep{2};
-constexpr quint8 kAllChannels = 15;
 
 // Bounds of the reader's queue, in tags.
 struct QueueRule {
@@ -75,15 +74,12 @@ timing::StreamFileHeader configureStream(timing::Device& device, const CaptureRe
     header.mode = external ? timing::StreamMode::External : timing::StreamMode::Internal;
     header.transport =
         settings.interface == StreamInterface::UartService ? timing::Transport::Uart : timing::Transport::Usb;
-    header.channel_mask = request.channelMask == 0 ? kAllChannels : request.channelMask;
+    header.channel_mask = request.channels();
     header.tdl_index = settings.streamTdlIndex;
     header.delta_bits = settings.packedDeltaBits;
     header.quantum_ps = settings.packedQuantumPs;
     header.raw64_tag_format = settings.format == StreamChoice::Raw64 && !external ? "raw_cf" : "ps";
-    header.application = request.source.application;
-    header.device_product = request.source.product;
-    header.device_serial = request.source.serial;
-    header.device_port = request.source.port;
+    request.source.describeIn(header);
     if (settings.format == StreamChoice::PackedDelta) {
         configurePackedDelta(device, settings, header);
     }
@@ -158,6 +154,13 @@ void reportLoss(const timing::TagStreamReader& reader, MeasurementEvents& events
 }
 
 } // namespace
+
+void SourceDescription::describeIn(timing::StreamFileHeader& header) const {
+    header.application = application;
+    header.device_product = product;
+    header.device_serial = serial;
+    header.device_port = port;
+}
 
 void captureLoop(timing::Device& device, const CaptureRequest& request, relay::RelayServer* relay,
                  const std::atomic<bool>& stop, MeasurementEvents& events, LoopClock& clock) {

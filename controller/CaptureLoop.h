@@ -35,18 +35,22 @@ struct SourceDescription {
     std::string product;
     std::string serial;
     std::string port;
+
+    void describeIn(timing::StreamFileHeader& header) const;
 };
 
 struct CaptureRequest {
     QString mode; // "internal", anything else is external
     double internalRateHz = 0.0;
     int batchSize = 65536;
-    quint8 channelMask = 15;
+    quint8 channelMask = 15;    // 0 is all
     int maxUiTagsPerSecond = 0; // 0 or less: no limit
     UiTimeTagRecordingConfig recording;
     ClockRequest clock;
     StreamSettings stream;
     SourceDescription source;
+
+    quint8 channels() const { return channelMask == 0 ? quint8{15} : channelMask; }
 };
 
 // Captures until `stop` is set. `relay` may be null. Throws timing::Error or std::runtime_error; on every

@@ -8,7 +8,8 @@
 namespace qorn::timetagger::gui {
 
 // Captures until `stop` is set or the stream fails. What is published again is complete; recording and GUI
-// get the channels of the request's mask. `server` may be null. Throws std::runtime_error.
+// get the channels of the request's mask. On every path the last partly filled batch goes out and the
+// recording is written out. `server` may be null. Throws std::runtime_error.
 void relayCaptureLoop(const relay::RelayEndpoint& endpoint, const CaptureRequest& request,
                       relay::RelayServer* server, const std::atomic<bool>& stop, MeasurementEvents& events,
                       LoopClock& clock);

@@ -35,8 +35,7 @@ void TagFanOut::publish(std::span<const timing::TimeTag> tags) {
     if (relay == nullptr || tags.empty() || relay->stats().stream_clients == 0) {
         return;
     }
-    std::vector<std::uint8_t> words;
-    words.reserve(tags.size() * timing::kTagWordBytes);
+    std::vector<std::uint8_t> words = relay->takeBuffer();
     timing::appendDecodedQorntsTags(words, tags);
     relay->publishRaw64(std::move(words), tags.size());
 }

@@ -1,16 +1,12 @@
 #include "RelayClient.h"
 
+#include "RelayDecoder.h"
 #include "RelaySocket.h"
-#include "StreamDecoder.h"
-#include "StreamFileHeader.h"
-#include "TagWords.h"
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <stdexcept>
 
@@ -22,30 +18,6 @@ namespace qorn::relay {
 namespace {
 
 constexpr std::chrono::milliseconds kStopInterval{100};
-constexpr std::size_t kReceiveBytes = 65536;
-
-timing::StreamFileHeader relayStreamHeader() {
-    timing::StreamFileHeader header;
-    header.format = timing::StreamFormat::Raw64;
-    header.mode = timing::StreamMode::External;
-    header.transport = timing::Transport::Usb;
-    header.channel_mask = 15;
-    header.raw64_tag_format = "ps";
-    return header;
-}
-
-// In every record bit 63 and bits 60 to 44 must be zero: the first byte on the wire holds bits 63 to 56.
-bool areRelayRecords(std::span<const std::uint8_t> records) {
-    std::uint64_t seen = 0;
-    for (std::size_t at = 0; at < records.size(); at += timing::kTagWordBytes) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, records.data() + at, sizeof word);
-        seen |= word;
-    }
-    std::array<std::uint8_t, timing::kTagWordBytes> bits{};
-    std::memcpy(bits.data(), &seen, sizeof seen);
-    return (bits[0] & 0x9F) == 0 && bits[1] == 0 && (bits[2] & 0xF0) == 0;
-}
 
 // Waits for input for at most the interval in which a stop must be seen.
 bool waitForInput(const RelaySocket& socket) {
@@ -80,7 +52,8 @@ bool RelayClient::probe(const RelayEndpoint& endpoint, std::string* error) const
 }
 
 void RelayClient::receive(const RelayEndpoint& endpoint, const std::atomic<bool>& stop,
-                          const std::function<void(std::vector<timing::TimeTag>&)>& on_tags) const {
+                          const std::function<void(std::vector<timing::TimeTag>&)>& on_tags,
+                          const std::function<void()>& on_idle) const {
     std::string error;
     const RelaySocket socket = connectSocket(endpoint, &error, &stop);
     if (!socket) {
@@ -89,22 +62,17 @@ void RelayClient::receive(const RelayEndpoint& endpoint, const std::atomic<bool>
         throw std::runtime_error(error);
     }
 
-    timing::StreamDecoder decoder(relayStreamHeader());
+    RelayDecoder decoder;
     std::vector<timing::TimeTag> tags;
-    std::vector<std::uint8_t> pending(kReceiveBytes + timing::kTagWordBytes);
-    std::size_t held = 0; // of `pending`; between two rounds less than a record
     while (!stop) {
-        if (!waitForInput(socket))
+        if (!waitForInput(socket)) {
+            if (on_idle)
+                on_idle();
             continue;
-        held += receiveSome(socket, std::span(pending).subspan(held, kReceiveBytes), stop);
-        const std::size_t whole = held - held % timing::kTagWordBytes;
-        const std::span<const std::uint8_t> records = std::span(pending).first(whole);
-        if (!areRelayRecords(records))
-            throw std::runtime_error("relay stream contains an invalid raw64-ps record");
-        const std::span<const timing::TimeTag> decoded = decoder.feed(records);
+        }
+        const std::span<const timing::TimeTag> decoded =
+            decoder.take(receiveSome(socket, decoder.room(), stop));
         tags.assign(decoded.begin(), decoded.end());
-        held -= whole;
-        std::memmove(pending.data(), pending.data() + whole, held);
         if (!tags.empty())
             on_tags(tags);
     }

@@ -18,10 +18,12 @@ public:
     bool probe(const RelayEndpoint& endpoint, std::string* error) const;
 
     // Receives tags until `stop` is set (polled at least every 100 ms) or the stream fails, and hands each
-    // received batch to `on_tags` on the caller's thread. Throws std::runtime_error; an exception of the
-    // callback ends the receiver and passes on.
+    // received batch to `on_tags` on the caller's thread. While nothing comes, `on_idle` (may be empty) is
+    // called there every 100 ms. Throws std::runtime_error; an exception of a callback ends the receiver and
+    // passes on.
     void receive(const RelayEndpoint& endpoint, const std::atomic<bool>& stop,
-                 const std::function<void(std::vector<timing::TimeTag>&)>& on_tags) const;
+                 const std::function<void(std::vector<timing::TimeTag>&)>& on_tags,
+                 const std::function<void()>& on_idle = {}) const;
 };
 
 } // namespace qorn::relay

@@ -1,5 +1,6 @@
 #include "RelayServer.h"
 
+#include "RelayBuffers.h"
 #include "RelaySocket.h"
 #include "RelayStatusClients.h"
 #include "RelayStatusLine.h"
@@ -43,6 +44,8 @@ struct RelayServer::Impl {
     std::uint64_t queued_bytes = 0;
     bool overrun_pending = false;
     Stats stats;
+
+    const std::shared_ptr<RelayBuffers> buffers = std::make_shared<RelayBuffers>();
 
     std::atomic<bool> running{false};
     std::thread thread;
@@ -276,10 +279,14 @@ RelayServer::Stats RelayServer::stats() const {
     return impl->stats;
 }
 
+std::vector<std::uint8_t> RelayServer::takeBuffer() {
+    return impl->buffers->take();
+}
+
 void RelayServer::publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count) {
     if (bytes.empty() || !impl->running)
         return;
-    const auto batch = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
+    const RelayBatch batch = impl->buffers->makeBatch(std::move(bytes));
     std::deque<RelayBatch> dropped; // freed after the lock is
     {
         const std::lock_guard lock(impl->mutex);

@@ -36,6 +36,9 @@ public:
     bool running() const;
     Stats stats() const; // a copy; any thread
 
+    // An empty buffer for publishRaw64, with the memory of a batch that has been sent, if there is one. Any
+    // thread.
+    std::vector<std::uint8_t> takeBuffer();
     // Hands over whole records (8 bytes per tag) for all stream clients; any one thread. What does not fit
     // the queue of 64 MiB drops the queue and all stream clients, and is counted as an overrun.
     void publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count);

@@ -1,6 +1,7 @@
 #include "RelayCaptureLoop.h"
 
 #include "LoopTestSupport.h"
+#include "RecordingPartPath.h"
 #include "RelaySupport.h"
 #include "ScriptedDriver.h"
 #include "TemporaryFolder.h"
@@ -12,6 +13,7 @@
 namespace qorn::timetagger::gui {
 namespace {
 
+using namespace std::chrono_literals;
 using qorn::testing::TemporaryFolder;
 using test::Tags;
 using test::tagsFrom;
@@ -168,6 +170,110 @@ TEST_F(RelayCapture, APeerThatClosesEndsItAndTheRecordingIsWhole) {
     publisher.closeClient();
     join();
     EXPECT_EQ(text, "relay stream closed by peer");
+    EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 100));
+}
+
+TEST_F(RelayCapture, WhatCameBeforeAFailureIsShown) {
+    test::RawPublisher publisher;
+    begin(publisher.endpoint());
+    ASSERT_TRUE(publisher.accept());
+    ASSERT_TRUE(publisher.send(test::wordsOf(tagsFrom(0, 100)))); // the clock stands, so no batch goes out
+    publisher.closeClient();
+    join();
+    EXPECT_EQ(text, "relay stream closed by peer");
+    EXPECT_EQ(events.tags(), tagsFrom(0, 100));
+}
+
+TEST_F(RelayCapture, APartialBatchGoesOutAlthoughNothingFollows) {
+    test::LoopbackServer onward;
+    test::LoopbackClient witness(onward.endpoint());
+    ASSERT_TRUE(onward.waitForClients(1));
+    begin(source.endpoint(), onward.get());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 7));
+    ASSERT_TRUE(witness.waitForTags(7));
+    EXPECT_EQ(events.tagCount(), 0U);
+    clock.advance(50ms);
+    EXPECT_TRUE(events.waitForTags(7));
+    EXPECT_EQ(events.batches(), std::vector<Tags>{tagsFrom(0, 7)});
+}
+
+TEST_F(RelayCapture, AMaskOfZeroKeepsAllInputs) {
+    request.channelMask = 0;
+    request.batchSize = 1000;
+    begin(source.endpoint());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 1000));
+    ASSERT_TRUE(events.waitForTags(1000));
+    EXPECT_EQ(events.tags(), tagsFrom(0, 1000));
+}
+
+TEST_F(RelayCapture, ARecordingEndsAtItsMaximumDurationAndTheTagsGoOn) {
+    request.recording = {path, 0, 10};
+    request.batchSize = 100;
+    begin(source.endpoint());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 100));
+    ASSERT_TRUE(events.waitForTags(100));
+    clock.advance(10s);
+    source.publish(tagsFrom(100, 100));
+    ASSERT_TRUE(events.waitForTags(200));
+    finish();
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(events.tags(), tagsFrom(0, 200));
+    EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 100));
+}
+
+TEST_F(RelayCapture, ARecordingGoesOnToItsNextPart) {
+    request.recording = {path, 10, 0};
+    request.batchSize = 100;
+    begin(source.endpoint());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 100));
+    ASSERT_TRUE(events.waitForTags(100));
+    clock.advance(10s);
+    source.publish(tagsFrom(100, 100));
+    ASSERT_TRUE(events.waitForTags(200));
+    finish();
+    EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 100));
+    EXPECT_EQ(test::readRecording(recordingPartPath(path, 1)).tags, tagsFrom(100, 100));
+}
+
+TEST_F(RelayCapture, AChainOfThreeCarriesEveryTagAndEachHasItsOwnInputs) {
+    test::LoopbackServer onward;
+    test::RecordingEvents lastEvents;
+    CaptureRequest lastRequest = request;
+    lastRequest.batchSize = 500;
+    std::thread last([&] {
+        test::ManualClock standing;
+        relayCaptureLoop(onward.endpoint(), lastRequest, nullptr, stop, lastEvents, standing);
+    });
+    EXPECT_TRUE(onward.waitForClients(1));
+    request.channelMask = 2;
+    begin(source.endpoint(), onward.get());
+    EXPECT_TRUE(source.waitForClients(1));
+    for (std::int64_t first = 0; first < 20000; first += 500) {
+        source.publish(tagsFrom(first, 500));
+    }
+    EXPECT_TRUE(lastEvents.waitForTags(20000));
+    finish();
+    last.join();
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(lastEvents.tags(), tagsFrom(0, 20000));
+    EXPECT_EQ(events.tags(), onChannels(tagsFrom(0, 20000), 2));
+}
+
+TEST_F(RelayCapture, AResetEndsItAndTheRecordingIsWhole) {
+    test::RawPublisher publisher;
+    request.recording.path = path;
+    request.batchSize = 100;
+    begin(publisher.endpoint());
+    ASSERT_TRUE(publisher.accept());
+    ASSERT_TRUE(publisher.send(test::wordsOf(tagsFrom(0, 100))));
+    ASSERT_TRUE(events.waitForTags(100)); // a reset takes away what was not read
+    publisher.resetClient();
+    join();
+    EXPECT_EQ(text, "relay receive failed: Connection reset by peer (socket error 104)");
     EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 100));
 }
 

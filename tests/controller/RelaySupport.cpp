@@ -106,6 +106,12 @@ bool RawPublisher::send(const qorn::testing::Bytes& bytes) {
     return ::send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
+void RawPublisher::resetClient() {
+    const linger now{1, 0};
+    setsockopt(client, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    closeClient();
+}
+
 void RawPublisher::closeClient() {
     if (client >= 0) {
         ::close(client);

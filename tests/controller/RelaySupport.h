@@ -56,6 +56,7 @@ public:
     bool accept();                         // waits for a client
     bool send(const qorn::testing::Bytes& bytes);
     void closeClient();
+    void resetClient(); // closes it with an RST
 
 private:
     int listener = -1;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <random>
 #include <span>
 #include <stdexcept>
@@ -254,6 +255,36 @@ TEST(RelayClient, WithoutTrafficItStaysConnected) {
     server.publish(patternRecords(8));
     EXPECT_TRUE(receiver.waitForTags(1));
     EXPECT_EQ(receiver.stopAndJoin(), "");
+}
+
+TEST(RelayClient, IdlenessIsToldWhileNothingComesAndOnlyThen) {
+    TestServer server;
+    std::atomic<bool> stop{false};
+    std::atomic<int> idle{0};
+    std::atomic<int> received{0};
+    std::thread receiver([&] {
+        RelayClient().receive(
+            server.endpoint(), stop, [&](Tags&) { ++received; }, [&] { ++idle; });
+    });
+    EXPECT_TRUE(server.waitForStreamClients(1));
+    EXPECT_TRUE(eventually([&] { return idle >= 2; }));
+    EXPECT_EQ(received, 0);
+    server.publish(patternRecords(8));
+    EXPECT_TRUE(eventually([&] { return received == 1; }));
+    const int before = idle;
+    EXPECT_TRUE(eventually([&] { return idle > before; }));
+    EXPECT_EQ(received, 1);
+    stop = true;
+    receiver.join();
+}
+
+TEST(RelayClient, AnExceptionWhileIdleEndsTheReceiverAndPassesOn) {
+    TestServer server;
+    const std::atomic<bool> stop{false};
+    EXPECT_THROW(RelayClient().receive(
+                     server.endpoint(), stop, [](Tags&) {}, [] { throw std::logic_error("enough"); }),
+                 std::logic_error);
+    EXPECT_TRUE(server.waitForStreamClients(0));
 }
 
 TEST(RelayClient, AnExceptionOfTheCallbackEndsTheReceiverAndPassesOn) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -81,6 +82,22 @@ TEST(RelayServer, ARestartDropsClientsAndClearsCounters) {
     EXPECT_EQ(again.read(64), patternRecords(64));
 }
 
+TEST(RelayServer, ARestartMayTakeTheSamePortsFromItsClients) {
+    TestServer server;
+    Peer stream = Peer::connectTo(server.streamPort());
+    Peer status = Peer::connectTo(server.statusPort());
+    ASSERT_TRUE(server.waitForStreamClients(1));
+    ASSERT_TRUE(server.waitForStatusClients(1));
+    std::string error;
+    EXPECT_TRUE(server->start(server.streamPort(), server.statusPort(), &error)) << error;
+    EXPECT_TRUE(stream.isClosedByOther());
+    EXPECT_TRUE(status.isClosedByOther());
+    Peer again = Peer::connectTo(server.streamPort());
+    ASSERT_TRUE(server.waitForStreamClients(1));
+    server.publish(patternRecords(64));
+    EXPECT_EQ(again.read(64), patternRecords(64));
+}
+
 TEST(RelayServer, AStopDropsClientsAndKeepsTheCounters) {
     TestServer server;
     Peer stream = Peer::connectTo(server.streamPort());
@@ -154,6 +171,27 @@ TEST(RelayServer, NothingEarlierIsReplayed) {
     server.publish(patternRecords(80, 2));
     EXPECT_EQ(late.read(80), patternRecords(80, 2));
     EXPECT_EQ(witness.read(80), patternRecords(80, 2));
+}
+
+TEST(RelayServer, AClientThatComesInTheMiddleStartsWithAWholeBatch) {
+    TestServer server;
+    const std::jthread publisher([&](const std::stop_token& stop) {
+        for (std::uint32_t i = 0; !stop.stop_requested(); i = (i + 1) % 100) {
+            server.publish(patternRecords(800, i));
+            std::this_thread::sleep_for(std::chrono::microseconds(50)); // no faster than it is sent
+        }
+    });
+    for (int i = 0; i < 50; ++i) {
+        const Bytes first = Peer::connectTo(server.streamPort()).read(1600);
+        ASSERT_EQ(first.size(), 1600U);
+        std::uint32_t seed = 0; // is in the first record's time
+        for (std::size_t byte = 4; byte < 8; ++byte)
+            seed = seed << 8 | first[byte];
+        ASSERT_LT(seed, 100U);
+        EXPECT_TRUE(std::equal(first.begin(), first.begin() + 800, patternRecords(800, seed).begin()));
+        EXPECT_TRUE(
+            std::equal(first.begin() + 800, first.end(), patternRecords(800, (seed + 1) % 100).begin()));
+    }
 }
 
 TEST(RelayServer, BytesFromAClientHaveNoEffectOnEitherPort) {

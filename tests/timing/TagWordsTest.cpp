@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <random>
 
@@ -76,6 +77,35 @@ TEST(TagWords, AppendBehindWhatIsThere) {
     EXPECT_EQ(out, expected);
     appendDecodedQorntsTags(out, {});
     EXPECT_EQ(out, expected);
+}
+
+TEST(TagWords, OfTimesThatGoAnywhereAreThoseOfEachTimeAlone) {
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    std::mt19937_64 random(5);
+    std::vector<TimeTag> tags;
+    for (int index = 0; index < 3000; ++index) {
+        const auto near = static_cast<std::int64_t>(random() % 5) - 2;
+        const std::int64_t periods = static_cast<std::int64_t>(random() % 7) - 3;
+        const auto anywhere = static_cast<std::int64_t>(random());
+        for (const std::int64_t time : {periods * kModulus + near, kLeast + (near & 3), kMost - (near & 3),
+                                        kLeast + kModulus + near, kMost - kModulus + near, anywhere}) {
+            tags.push_back({static_cast<std::uint8_t>(random() % 4), time});
+        }
+    }
+    std::shuffle(tags.begin(), tags.end(), random);
+    std::vector<unsigned char> words;
+    appendDecodedQorntsTags(words, tags);
+    Bytes expected;
+    for (const TimeTag& tag : tags) {
+        const std::int64_t remainder = tag.timestamp_ps % kModulus;
+        const auto reduced = static_cast<std::uint64_t>((remainder + kModulus) % kModulus);
+        const std::uint64_t word = std::uint64_t{tag.channel} << 61 | reduced;
+        for (int shift = 56; shift >= 0; shift -= 8) {
+            expected.push_back(static_cast<std::uint8_t>(word >> shift));
+        }
+    }
+    EXPECT_TRUE(words == expected);
 }
 
 TEST(TagWords, AreReadLikeTheInstrumentsRaw64) {
