@@ -6,6 +6,7 @@
 #include "ConfigurationFile.h"
 #include "ControllerPort.h"
 #include "DetachableTabWidget.h"
+#include "DeviceActions.h"
 #include "DeviceController.h"
 #include "ExitPrompt.h"
 #include "ExperimentCatalog.h"
@@ -16,6 +17,7 @@
 #include "SetupPage.h"
 #include "SplitView.h"
 #include "ThemeStyle.h"
+#include "WarningBox.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -67,8 +69,6 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), themeName(QLatin1
     controller = new DeviceController(this);
     port = std::make_unique<ControllerPort>(*controller);
     scheduler = new MeasurementScheduler(*port, this);
-    clockWish = ClockWish::load();
-    controller->setReferenceClockWish(clockWish.source, clockWish.signal);
 
     pages = new QStackedWidget(this);
     setup = new SetupPage(pages);
@@ -87,6 +87,8 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), themeName(QLatin1
     connectSetupPage();
     connectController();
     connectScheduler();
+    connectDeviceActions();
+    prepareOpening();
     clockTimer = new QTimer(this);
     clockTimer->setInterval(kClockPollMs);
     connect(clockTimer, &QTimer::timeout, controller, &DeviceController::refreshClockStatus);
@@ -126,14 +128,6 @@ void MainWindow::connectController() {
     connect(controller, &DeviceController::opened, this, &MainWindow::onDeviceOpened);
     connect(controller, &DeviceController::openFailed, this, &MainWindow::onDeviceOpenFailed);
     connect(controller, &DeviceController::closed, this, &MainWindow::onDeviceClosed);
-    connect(controller, &DeviceController::calibrationUploadStarted, this, &MainWindow::updateActionStates);
-    connect(controller, &DeviceController::calibrationUploadFinished, this,
-            [this](bool ok, const QString& text) {
-                setStatusFlag(calibrationFlag, ok ? tr("Cal upload: uploaded") : tr("Cal upload: required"),
-                              ok ? FlagState::Good : FlagState::Warning);
-                statusBar()->showMessage(text, kSavedMessageMs);
-                updateActionStates();
-            });
     connect(controller, &DeviceController::calibrationRestoreFailed, this,
             [this](const QString&, const QString& text) { statusBar()->showMessage(text, kSavedMessageMs); });
     connect(controller, &DeviceController::captureError, this, &MainWindow::onCaptureError);
@@ -156,6 +150,19 @@ void MainWindow::connectScheduler() {
     connect(scheduler, &MeasurementScheduler::stateChanged, this, &MainWindow::updateActionStates);
 }
 
+void MainWindow::connectDeviceActions() {
+    connect(deviceActions, &DeviceActions::messageShown, this,
+            [this](const QString& text, int milliseconds) { statusBar()->showMessage(text, milliseconds); });
+    connect(deviceActions, &DeviceActions::detailTextChanged, acquisitionDetail, &QLabel::setText);
+    connect(deviceActions, &DeviceActions::calibrationIndicatorChanged, this,
+            [this](const QString& text, FlagState state) { setStatusFlag(calibrationFlag, text, state); });
+    connect(deviceActions, &DeviceActions::testSourceChosen, this, [this](const TestSource& source) {
+        scheduler->setSignalSource({source.internal, source.rateKhz});
+        updateAllLogContexts();
+    });
+    connect(deviceActions, &DeviceActions::stateChanged, this, &MainWindow::updateActionStates);
+}
+
 // Opens a source, after the one that is open has been closed and the event loop has run once.
 void MainWindow::reconnectThen(const QString& status, const std::function<void()>& open) {
     if (!controller->hasSource()) {
@@ -167,9 +174,15 @@ void MainWindow::reconnectThen(const QString& status, const std::function<void()
     QTimer::singleShot(0, controller, open);
 }
 
-void MainWindow::openSelectedPort(const QString& selected) {
+// What the next device is to find.
+void MainWindow::prepareOpening() {
+    const ClockWish& clock = deviceActions->clockWish();
     controller->setSkipCalibrationUpload(setup->skipCalibrationOnConnect());
-    controller->setReferenceClockWish(clockWish.source, clockWish.signal);
+    controller->setReferenceClockWish(clock.source, clock.signal);
+}
+
+void MainWindow::openSelectedPort(const QString& selected) {
+    prepareOpening();
     controller->openPort(selected);
     if (controller->hasSource()) {
         setup->rememberConnectedPort(selected);
@@ -183,8 +196,7 @@ void MainWindow::openStartupPort(const QString& startupPort) {
     }
     showConnectPage();
     setup->setStatus(tr("Opening %1...").arg(trimmed));
-    controller->setSkipCalibrationUpload(setup->skipCalibrationOnConnect());
-    controller->setReferenceClockWish(clockWish.source, clockWish.signal);
+    prepareOpening();
     controller->openPort(trimmed);
 }
 
@@ -218,15 +230,13 @@ void MainWindow::onDeviceOpened(const QString& identity) {
     if (tabs->count() == 0) {
         addExperimentTab(createExperiment(QStringLiteral("Counter")));
     }
-    for (ExperimentTab* tab : allExperiments()) {
-        updateLogContext(tab);
-    }
+    updateAllLogContexts();
     updateActionStates();
 }
 
 void MainWindow::onDeviceOpenFailed(const QString& message) {
     setup->setStatus(message);
-    warn(tr("Open failed"), message);
+    showWarning(this, tr("Open failed"), message);
     updateActionStates();
 }
 
@@ -250,15 +260,7 @@ void MainWindow::showConnectPage() {
 }
 
 void MainWindow::onCaptureError(const QString& message) {
-    warn(tr("Capture error"), message);
-}
-
-// Modal, but without an event loop of its own: what the acquisition still reports is handled behind it.
-void MainWindow::warn(const QString& title, const QString& text) {
-    auto* box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setModal(true);
-    box->show();
+    showWarning(this, tr("Capture error"), message);
 }
 
 void MainWindow::onClockStatusChanged(const UiClockStatus& status) {
@@ -278,6 +280,7 @@ void MainWindow::updateActionStates() {
     const ActionStates states = actionStatesFor({controller->hasDevice(), controller->hasRelay(),
                                                  controller->isCapturing(), controller->isCalibrating()});
     closeDeviceAction->setEnabled(states.closeDevice);
+    deviceActions->setStates(states);
     newExperimentAction->setEnabled(states.newExperiment);
 }
 
@@ -285,6 +288,12 @@ void MainWindow::updateLogContext(ExperimentTab* tab) {
     if (tab != nullptr) {
         tab->setLogContext(controller->sourceIdentity(), controller->sourceSerial(),
                            scheduler->signalModeText(), port->streamTransportText());
+    }
+}
+
+void MainWindow::updateAllLogContexts() {
+    for (ExperimentTab* tab : allExperiments()) {
+        updateLogContext(tab);
     }
 }
 
@@ -469,7 +478,7 @@ void MainWindow::saveConfigAs(const QString& title, const QString& done, bool sa
     if (saveConfigFile(path, saveUi, saveExperiments)) {
         statusBar()->showMessage(done.arg(path), kSavedMessageMs);
     } else {
-        warn(tr("Save configuration"), tr("Could not write %1").arg(path));
+        showWarning(this, tr("Save configuration"), tr("Could not write %1").arg(path));
     }
 }
 
@@ -495,7 +504,7 @@ void MainWindow::onLoadConfig() {
     if (loadConfigFile(path)) {
         statusBar()->showMessage(tr("Loaded configuration from %1").arg(path), kSavedMessageMs);
     } else {
-        warn(tr("Load configuration"), tr("Could not load %1").arg(path));
+        showWarning(this, tr("Load configuration"), tr("Could not load %1").arg(path));
     }
 }
 

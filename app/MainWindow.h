@@ -4,7 +4,6 @@
 // Created by main on its stack, GUI thread only.
 #pragma once
 
-#include "ClockWish.h"
 #include "ExperimentTab.h"
 #include "StatusFlag.h"
 #include "UiClockStatus.h"
@@ -29,6 +28,7 @@ namespace qorn::timetagger::gui {
 
 class ControllerPort;
 class DetachableTabWidget;
+class DeviceActions;
 class DeviceController;
 class MeasurementScheduler;
 class SetupPage;
@@ -88,18 +88,20 @@ private:
     void connectSetupPage();
     void connectController();
     void connectScheduler();
+    void connectDeviceActions();
 
     void reconnectThen(const QString& status, const std::function<void()>& open);
     void openSelectedPort(const QString& port);
+    void prepareOpening();
     void onDeviceClosed();
     void showConnectPage();
     void updateActionStates();
     void updateClockIndicators(const UiClockStatus& status);
     void updateLogContext(ExperimentTab* tab);
+    void updateAllLogContexts();
     void activate(ExperimentTab* tab);
     void applyPlotScheme(ExperimentTab* tab);
     void openSplitView(ExperimentTab* tab);
-    void warn(const QString& title, const QString& text);
 
     QList<ExperimentTab*> allExperiments() const;
     QJsonObject collectUiConfig() const;
@@ -127,7 +129,7 @@ private:
     QTimer* clockTimer = nullptr;
     QPointer<ExperimentTab> activeExperiment; // to which menus and log context refer
     int tabCounter = 0;                       // numbers titles, only grows
-    ClockWish clockWish;
+    DeviceActions* deviceActions = nullptr;
     QActionGroup* themeActions = nullptr;
     QAction* closeDeviceAction = nullptr;
     QAction* newExperimentAction = nullptr;

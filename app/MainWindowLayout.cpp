@@ -2,6 +2,7 @@
 #include "MainWindow.h"
 
 #include "DetachableTabWidget.h"
+#include "DeviceActions.h"
 #include "ElidedLabel.h"
 #include "ExperimentTab.h"
 
@@ -64,6 +65,8 @@ void MainWindow::buildMenus() {
     file->addAction(tr("Save &experiment config..."), this, &MainWindow::onSaveExperimentConfig);
     file->addSeparator();
     file->addAction(tr("E&xit"), this, &MainWindow::close);
+
+    deviceActions = new DeviceActions(*controller, *menuBar()->addMenu(tr("&Device")), *this, this);
 
     QMenu* experiments = menuBar()->addMenu(tr("&Experiments"));
     newExperimentAction =

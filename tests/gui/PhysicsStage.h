@@ -25,6 +25,19 @@ inline QByteArray sceneOf(const QByteArray& sources) {
     return R"({"units": [{"serial": "SIM00001", "sources": [)" + sources + "]}]}";
 }
 
+// A value of a tab's statistics by its label; empty when there is none.
+inline QString statisticOf(const gui::ExperimentTab& tab, const char* label) {
+    const auto* statistics = tab.findChild<QTableView*>(QStringLiteral("statistics"));
+    EXPECT_NE(statistics, nullptr);
+    const QAbstractItemModel& table = *statistics->model();
+    for (int row = 0; row < table.rowCount(); ++row) {
+        if (table.index(row, 0).data().toString() == QString::fromUtf8(label)) {
+            return table.index(row, 1).data().toString();
+        }
+    }
+    return {};
+}
+
 class PhysicsStage : public WindowStage {
 public:
     explicit PhysicsStage(const QByteArray& scene) : WindowStage(scene) {}
@@ -58,16 +71,7 @@ public:
         return *found;
     }
     ShownPlot plot(const char* name) { return shownBy(control<gui::BarChartWidget>(name)); }
-    // A value of the statistics by its label; empty when there is none.
-    QString stat(const char* label) {
-        const QAbstractItemModel& table = *control<QTableView>("statistics").model();
-        for (int row = 0; row < table.rowCount(); ++row) {
-            if (table.index(row, 0).data().toString() == QString::fromUtf8(label)) {
-                return table.index(row, 1).data().toString();
-            }
-        }
-        return {};
-    }
+    QString stat(const char* label) { return statisticOf(*measuring, label); }
 
 private:
     void follow(const QList<gui::UiTimeTag>& batch) {
