@@ -1,9 +1,11 @@
-# Sourced by ./run and ./test: installs what is missing on Debian 12 or newer, configures and builds.
+# Sourced by ./run, ./test and the other scripts: installs what is missing on Debian 12 or newer, configures and builds.
 
 qorn_build_packages=(
     cmake ninja-build g++ ccache qt6-base-dev libqt6svg6 fonts-dejavu-core
     libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev
 )
+# What tests call on: checkers of the desktop entry, the metadata and the manual pages.
+qorn_test_packages=(appstream desktop-file-utils groff-base gzip)
 
 qorn_say() { printf '%s\n' "$*" >&2; }
 

@@ -1,14 +1,10 @@
 // The program as a process: what it does with its command line, what it shows, and how it ends.
+#include "ProgramRun.h"
 #include "QtPrinting.h"
 
-#include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QSettings>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -16,85 +12,6 @@
 
 namespace qorn::testing {
 namespace {
-
-constexpr int kWaitLimitMs = 60000;
-const QString kConnectPage = QStringLiteral("window: QORN TDC");
-const QString kUnit1 = QString::fromUtf8("window: QORN TDC — Simulated four-input TDC, serial SIM00001");
-const QString kUnit2 = QString::fromUtf8("window: QORN TDC — Simulated four-input TDC, serial SIM00002");
-
-// A run of the program in a home of its own, without a display.
-class Program {
-public:
-    Program() {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), home.path());
-        for (const char* name :
-             {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "QORN_SIMULATOR_SCENE", "LANGUAGE"}) {
-            environment.remove(QString::fromUtf8(name));
-        }
-        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("QT_PLUGIN_PATH"), QStringLiteral(QORN_PROBE_FOLDER));
-        environment.insert(QStringLiteral("QT_QPA_GENERIC_PLUGINS"), QStringLiteral("windowprobe"));
-        process.setProcessEnvironment(environment);
-        process.setWorkingDirectory(home.path());
-    }
-    ~Program() {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished(kWaitLimitMs);
-        }
-    }
-
-    // At its end the program does not ask, and keeps the experiments.
-    void answerExitPromptInAdvance() const {
-        QSettings settings(home.filePath(QStringLiteral(".config/QORN/Qorn Timing.conf")),
-                           QSettings::IniFormat);
-        settings.setValue(QStringLiteral("exit/askSaveExperiments"), false);
-    }
-
-    bool start(const QStringList& arguments) {
-        process.start(QStringLiteral(QORN_APPLICATION), arguments);
-        return process.waitForStarted(kWaitLimitMs);
-    }
-
-    // Waits for a line of the probe that contains `part` and gives it; empty when the program ends or the
-    // limit comes first.
-    QString waitForLineWith(const QString& part) {
-        QElapsedTimer timer;
-        timer.start();
-        while (lines.filter(part).isEmpty()) {
-            if (process.canReadLine()) {
-                lines.append(QString::fromUtf8(process.readLine()).trimmed());
-            } else if (timer.elapsed() > kWaitLimitMs || !process.waitForReadyRead(kWaitLimitMs)) {
-                ADD_FAILURE() << "no line with " << part.toStdString() << " but "
-                              << lines.join(QLatin1Char('\n')).toStdString() << " and "
-                              << process.readAllStandardError().toStdString();
-                return {};
-            }
-        }
-        return lines.filter(part).constFirst();
-    }
-    bool waitForLine(const QString& line) { return waitForLineWith(line) == line; }
-
-    // Runs to the end and gives the exit code; -1 for a crash.
-    int run(const QStringList& arguments) {
-        EXPECT_TRUE(start(arguments));
-        EXPECT_TRUE(process.waitForFinished(kWaitLimitMs));
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    }
-
-    // Closes the windows and gives the exit code; -1 for a crash.
-    int close() {
-        process.write("close\n");
-        EXPECT_TRUE(process.waitForFinished(kWaitLimitMs));
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    }
-
-    QTemporaryDir home;
-    QProcess process;
-    QStringList lines; // of the probe, so far
-};
 
 TEST(Program, HelpExplainsTheCommandLine) {
     for (const char* option : {"--help", "-h"}) {
