@@ -5,23 +5,15 @@
 #include <QCommandLineParser>
 #include <QTimer>
 
+#include <algorithm>
+#include <span>
+#include <string_view>
+
 namespace {
 
-// The option wins over the positional argument; blanks do not count.
-QString startupPort(const QCommandLineParser& parser, const QCommandLineOption& option) {
-    QString chosen = parser.value(option).trimmed();
-    if (!chosen.isEmpty() || parser.positionalArguments().isEmpty()) {
-        return chosen;
-    }
-    return parser.positionalArguments().constFirst().trimmed();
-}
-
-} // namespace
-
-int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    qorn::timetagger::gui::setUpApplication(application);
-
+// Reads the command line; ends the process after help, or after an argument that is not known. The option
+// wins over the positional argument; blanks do not count.
+QString startupPort(const QCoreApplication& application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("QORN Timing GUI"));
     parser.addHelpOption();
@@ -33,10 +25,31 @@ int main(int argc, char** argv) {
     parser.addPositionalArgument(QStringLiteral("port"),
                                  QStringLiteral("Optional device port, e.g. ftdi://FTAO99YD."));
     parser.process(application);
+    QString chosen = parser.value(portOption).trimmed();
+    if (!chosen.isEmpty() || parser.positionalArguments().isEmpty()) {
+        return chosen;
+    }
+    return parser.positionalArguments().constFirst().trimmed();
+}
+
+bool asksForHelp(std::span<char* const> arguments) {
+    return std::any_of(arguments.begin(), arguments.end(), [](std::string_view argument) {
+        return argument == "-h" || argument == "--help" || argument == "--help-all";
+    });
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (asksForHelp(std::span(argv, static_cast<std::size_t>(argc)))) {
+        startupPort(QCoreApplication(argc, argv)); // also where there is no display
+    }
+    QApplication application(argc, argv);
+    qorn::timetagger::gui::setUpApplication(application);
+    const QString port = startupPort(application);
 
     qorn::timetagger::gui::MainWindow window;
     window.show();
-    const QString port = startupPort(parser, portOption);
     if (!port.isEmpty()) {
         QTimer::singleShot(0, &window, [&window, port] { window.openStartupPort(port); });
     }

@@ -74,4 +74,11 @@ QIcon IconStyle::standardIcon(StandardPixmap which, const QStyleOption* option, 
     return QProxyStyle::standardIcon(which, option, widget);
 }
 
+int IconStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                         QStyleHintReturn* returned) const {
+    return hint == SH_DialogButtonBox_ButtonsHaveIcons
+               ? 0
+               : QProxyStyle::styleHint(hint, option, widget, returned);
+}
+
 } // namespace qorn::timetagger::gui

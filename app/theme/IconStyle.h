@@ -16,6 +16,10 @@ public:
 
     QIcon standardIcon(StandardPixmap which, const QStyleOption* option = nullptr,
                        const QWidget* widget = nullptr) const override;
+
+    // Buttons of dialogs are without the base style's coloured icons.
+    int styleHint(StyleHint hint, const QStyleOption* option = nullptr, const QWidget* widget = nullptr,
+                  QStyleHintReturn* returned = nullptr) const override;
 };
 
 } // namespace qorn::timetagger::gui

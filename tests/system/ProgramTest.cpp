@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcessEnvironment>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +27,16 @@ TEST(Program, HelpExplainsTheCommandLine) {
         EXPECT_FALSE(help.contains(QStringLiteral("--version")));
         EXPECT_FALSE(help.contains(QStringLiteral("window: "))) << "no window is shown";
     }
+}
+
+TEST(Program, HelpNeedsNoDisplay) {
+    Program program;
+    QProcessEnvironment environment = program.process.processEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    environment.remove(QStringLiteral("DISPLAY"));
+    program.process.setProcessEnvironment(environment);
+    EXPECT_EQ(program.run({QStringLiteral("--help")}), 0);
+    EXPECT_TRUE(program.process.readAllStandardOutput().contains("--port"));
 }
 
 class RefusedArguments : public ::testing::TestWithParam<QStringList> {};
