@@ -113,8 +113,8 @@ TEST_F(SimulatedCalibration, LinesAndInputsDiffer) {
 
 TEST_F(SimulatedCalibration, ALineThatIsNotThereIsADriversFailure) {
     EXPECT_THROW(run(1000, 2, 3), Error);
-    run(40000, 2, 2);
-    expectTruth(2, 40000, 80);
+    run(400000, 12, 2);
+    expectTruth(2, 400000, 20);
 }
 
 TEST_F(SimulatedCalibration, EndedInTheMiddleOfTheSweepTheDeviceCalibratesAgain) {
