@@ -1,5 +1,6 @@
 #include "CalibrationWorkflow.h"
 
+#include "BusyCursor.h"
 #include "CalibrationDialog.h"
 #include "CalibrationPort.h"
 #include "CalibrationProgressDialog.h"
@@ -7,7 +8,6 @@
 #include "ModalDialog.h"
 #include "WarningBox.h"
 
-#include <QGuiApplication>
 #include <QWidget>
 
 #include <algorithm>
@@ -25,15 +25,6 @@ constexpr int kAppliedMessageMs = 6000;
 bool isCancellation(const QString& text) {
     return text.contains(QLatin1String("canceled"));
 }
-
-// The pointer of a program that is busy, while it exists.
-class BusyPointer {
-public:
-    BusyPointer() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~BusyPointer() { QGuiApplication::restoreOverrideCursor(); }
-    BusyPointer(const BusyPointer&) = delete;
-    BusyPointer& operator=(const BusyPointer&) = delete;
-};
 
 } // namespace
 
@@ -128,7 +119,7 @@ void CalibrationWorkflow::takeChoice(const CalibrationChoice& choice) {
 void CalibrationWorkflow::apply(const CalibrationChoice& choice) {
     QString message;
     const bool applied = [&] {
-        const BusyPointer busy;
+        const BusyCursor busy;
         return port.applyCalibration(choice.applyNow, choice.saveForFuture, &message);
     }();
     if (applied) {

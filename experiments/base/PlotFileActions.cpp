@@ -1,13 +1,13 @@
 #include "PlotFileActions.h"
 
 #include "BarChartWidget.h"
+#include "BusyCursor.h"
 #include "WarningBox.h"
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QPointer>
 #include <QSaveFile>
 
@@ -23,14 +23,6 @@ constexpr QLatin1String kTextSuffix("csv");
 QString tr(const char* text) {
     return QCoreApplication::translate("PlotFileActions", text);
 }
-
-class BusyCursor {
-public:
-    BusyCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~BusyCursor() { QGuiApplication::restoreOverrideCursor(); }
-    BusyCursor(const BusyCursor&) = delete;
-    BusyCursor& operator=(const BusyCursor&) = delete;
-};
 
 // A kind of file to save; a name without a suffix gets the kind's.
 struct FileKind {
