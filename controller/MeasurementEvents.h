@@ -14,8 +14,8 @@ public:
     virtual ~MeasurementEvents() = default;
     virtual void clockStatus(const timing::ReferenceClockStatus& status) = 0;
     virtual void counterSample(UiCounterSample sample) = 0;
-    virtual void coincidenceSample(UiCoincidenceSample) {
-    } // NOLINT(performance-unnecessary-value-param): a sink
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): a sink
+    virtual void coincidenceSample(UiCoincidenceSample) {}
     virtual void tagsBatch(UiTimeTagBatch batch) = 0;
     // At the end of a capture that could not follow the instrument: so many tags are in no recording and no
     // plot.
