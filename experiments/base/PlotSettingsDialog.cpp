@@ -110,7 +110,10 @@ void PlotSettingsDialog::addLook(QGridLayout* grid, const PlotOptions& look) {
     for (const char* const schemeName : kSchemes) {
         scheme->addItem(tr(schemeName), QLatin1String(schemeName));
     }
-    scheme->setCurrentIndex(std::max(scheme->findData(look.colorScheme), 0));
+    if (scheme->findData(look.colorScheme) < 0) { // that of a theme
+        scheme->addItem(look.colorScheme, look.colorScheme);
+    }
+    scheme->setCurrentIndex(scheme->findData(look.colorScheme));
 
     fontSize = new QSpinBox(this);
     fontSize->setObjectName(QStringLiteral("fontSize"));

@@ -103,6 +103,16 @@ TEST(PlotSettingsDialog, OffersTheChoicesAndRanges) {
               QStringLiteral("Limit recording duration"));
 }
 
+TEST(PlotSettingsDialog, AThemesOwnSchemeStaysUnlessAnotherIsChosen) {
+    PlotAndSaveSettings initial = someSettings();
+    initial.look.colorScheme = QStringLiteral("Dark Modern");
+    PlotSettingsDialog dialog(initial, {});
+    EXPECT_EQ(control<QComboBox>(dialog, "colorScheme").currentText(), QStringLiteral("Dark Modern"));
+    EXPECT_EQ(dialog.settings().look.colorScheme, QStringLiteral("Dark Modern"));
+    control<QComboBox>(dialog, "colorScheme").setCurrentIndex(4);
+    EXPECT_EQ(dialog.settings().look.colorScheme, QStringLiteral("Classic"));
+}
+
 TEST(PlotSettingsDialog, TheLineStylesAreQtsFromTheSolidOneOn) {
     PlotSettingsDialog dialog(someSettings(), {});
     const Qt::PenStyle styles[] = {Qt::SolidLine, Qt::DashLine, Qt::DotLine, Qt::DashDotLine,
