@@ -1,10 +1,13 @@
 #include "SharedSettings.h"
 
 #include "MeasurementFileNames.h"
+#include "SettingsJson.h"
 
 #include <QSettings>
+#include <QVariant>
 
 #include <algorithm>
+#include <limits>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -26,11 +29,16 @@ int storedSeconds(const QSettings& settings, const char* key) {
     return std::max(settings.value(QLatin1String(key), 0).toInt(), 0);
 }
 
-void takeSeconds(const QJsonObject& object, const char* key, int& target) {
-    const QJsonValue value = object.value(QLatin1String(key));
-    if (value.isDouble()) {
-        target = std::max(value.toInt(), 0);
+// The store is a file that is written anew for a change, so what is in it already is no change.
+void store(QSettings& settings, const char* name, const QVariant& value) {
+    const QLatin1String key(name);
+    if (!settings.contains(key) || settings.value(key).toString() != value.toString()) {
+        settings.setValue(key, value);
     }
+}
+
+void takeSeconds(const QJsonObject& object, const char* key, int& target) {
+    takeNumber(object, key, 0, std::numeric_limits<int>::max(), target);
 }
 
 void takeText(const QJsonObject& object, const char* key, QString& target) {
@@ -67,14 +75,14 @@ SharedSettings SharedSettings::load(const QString& settingsKey) {
 void SharedSettings::save(const QString& settingsKey) const {
     QSettings settings;
     settings.beginGroup(QLatin1String(kGroup).arg(settingsKey));
-    settings.setValue(QLatin1String("dataLogDirectory"), logDirectory);
-    settings.setValue(QLatin1String("dataLogFormat"), formatName(logFormat));
-    settings.setValue(QLatin1String("dataLogRotateSeconds"), logRotateSeconds);
-    settings.setValue(QLatin1String("dataLogMaximumDurationSeconds"), logMaximumDurationSeconds);
-    settings.setValue(QLatin1String("timeTagsEnabled"), timeTagsEnabled);
-    settings.setValue(QLatin1String("timeTagsDirectory"), timeTagsDirectory);
-    settings.setValue(QLatin1String("timeTagsRotateSeconds"), timeTagsRotateSeconds);
-    settings.setValue(QLatin1String("timeTagsMaximumDurationSeconds"), timeTagsMaximumDurationSeconds);
+    store(settings, "dataLogDirectory", logDirectory);
+    store(settings, "dataLogFormat", formatName(logFormat));
+    store(settings, "dataLogRotateSeconds", logRotateSeconds);
+    store(settings, "dataLogMaximumDurationSeconds", logMaximumDurationSeconds);
+    store(settings, "timeTagsEnabled", timeTagsEnabled);
+    store(settings, "timeTagsDirectory", timeTagsDirectory);
+    store(settings, "timeTagsRotateSeconds", timeTagsRotateSeconds);
+    store(settings, "timeTagsMaximumDurationSeconds", timeTagsMaximumDurationSeconds);
 }
 
 QJsonObject SharedSettings::toJson() const {
@@ -101,9 +109,7 @@ void SharedSettings::takeJson(const QJsonObject& object) {
     takeSeconds(log, "rotateSeconds", logRotateSeconds);
     takeSeconds(log, "maximumDurationSeconds", logMaximumDurationSeconds);
     const QJsonObject recording = object.value(QLatin1String("timeTagRecording")).toObject();
-    if (const QJsonValue enabled = recording.value(QLatin1String("enabled")); enabled.isBool()) {
-        timeTagsEnabled = enabled.toBool();
-    }
+    takeFlag(recording, "enabled", timeTagsEnabled);
     takeText(recording, "directory", timeTagsDirectory);
     takeSeconds(recording, "rotateSeconds", timeTagsRotateSeconds);
     takeSeconds(recording, "maximumDurationSeconds", timeTagsMaximumDurationSeconds);

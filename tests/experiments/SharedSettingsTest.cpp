@@ -3,9 +3,14 @@
 #include "MeasurementFileNames.h"
 #include "QtPrinting.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <limits>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -57,6 +62,21 @@ TEST(SharedSettings, AreStoredUnderEightKeysOfTheTab) {
     plain.logFormat = LogFormat::Csv;
     plain.save(kTab);
     EXPECT_EQ(QSettings().value(key("dataLogFormat")).toString(), QStringLiteral("csv"));
+}
+
+TEST(SharedSettings, LeaveTheStoreAloneWhenTheyStandInItAlready) {
+    unusual().save(kTab);
+    const QString file = QSettings().fileName();
+    QFile::remove(file + QStringLiteral(".link"));
+    const auto path = QFileInfo(file).filesystemFilePath();
+    std::filesystem::create_hard_link(path, QFileInfo(file + QStringLiteral(".link")).filesystemFilePath());
+    unusual().save(kTab);
+    EXPECT_EQ(std::filesystem::hard_link_count(path), 2U) << "the file is another one, so written again";
+    SharedSettings other = unusual();
+    other.logRotateSeconds = 11;
+    other.save(kTab);
+    EXPECT_EQ(std::filesystem::hard_link_count(path), 1U);
+    EXPECT_EQ(SharedSettings::load(kTab).toJson(), other.toJson());
 }
 
 TEST(SharedSettings, ComeBackFromTheStoreForTheirTabOnly) {
@@ -115,6 +135,20 @@ TEST(SharedSettings, TakeOnlyTheKeysThatArePresent) {
     expected.logRotateSeconds = 99;
     expected.timeTagsEnabled = false;
     EXPECT_EQ(settings.toJson(), expected.toJson());
+}
+
+TEST(SharedSettings, SecondsLoseTheirFractionAndHugeOnesStayLimits) {
+    SharedSettings settings;
+    settings.takeJson(
+        {{QStringLiteral("dataLog"), QJsonObject{{QStringLiteral("rotateSeconds"), 90.75},
+                                                 {QStringLiteral("maximumDurationSeconds"), 1e300}}},
+         {QStringLiteral("timeTagRecording"),
+          QJsonObject{{QStringLiteral("rotateSeconds"), -0.5},
+                      {QStringLiteral("maximumDurationSeconds"), 1e10}}}});
+    EXPECT_EQ(settings.logRotateSeconds, 90);
+    EXPECT_EQ(settings.logMaximumDurationSeconds, std::numeric_limits<int>::max());
+    EXPECT_EQ(settings.timeTagsRotateSeconds, 0);
+    EXPECT_EQ(settings.timeTagsMaximumDurationSeconds, std::numeric_limits<int>::max());
 }
 
 TEST(SharedSettings, NegativeNumbersBecomeZeroAndAnUnknownFormatCsv) {

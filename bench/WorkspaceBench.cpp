@@ -1,0 +1,145 @@
+// A workspace full of tabs: its configuration loaded and saved, and its theme switched. The window is shown
+// with its workspace, 1220 by 760 pixels.
+#include "ConfigurationFile.h"
+#include "DetachableTabWidget.h"
+#include "ExperimentCatalog.h"
+#include "ExperimentTab.h"
+#include "MainWindow.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+#include <QEvent>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <chrono>
+
+namespace {
+
+using namespace qorn::timetagger::gui;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kTypes[] = {"Counter",           "Coincidence", "Correlation",
+                                  "Multi correlation", "Frequency",   "Time tags"};
+constexpr const char* kThemes[] = {"Bright", "Dark"};
+
+// Lets the window be laid out and painted as it is now.
+void settle() {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    for (int i = 0; i < 3; ++i) { // a layout may ask for another
+        QCoreApplication::processEvents();
+    }
+}
+
+class PaintCounter : public QObject {
+public:
+    int paints = 0;
+
+private:
+    bool eventFilter(QObject* object, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            ++paints;
+        }
+        return QObject::eventFilter(object, event);
+    }
+};
+
+class Workspace {
+public:
+    Workspace() {
+        window.show();
+        window.onDeviceOpened(QStringLiteral("Benchmark"));
+        window.closeAllExperiments();
+        settle();
+    }
+
+    // The types in turn.
+    void addTabs(int count) {
+        for (int i = 0; i < count; ++i) {
+            window.addExperimentTab(
+                createExperiment(QLatin1String(kTypes[static_cast<std::size_t>(i) % std::size(kTypes)])));
+        }
+        settle();
+    }
+
+    QTemporaryDir folder;
+    QString path = folder.filePath(QStringLiteral("workspace.json"));
+    MainWindow window;
+};
+
+template <typename Work>
+double secondsOf(Work&& work) {
+    const auto start = Clock::now();
+    work();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Up to the painted window.
+void loadTabs(benchmark::State& state) {
+    constexpr int kTabs = 20;
+    Workspace workspace;
+    workspace.addTabs(kTabs);
+    if (!workspace.window.saveConfigFile(workspace.path, true, true)) {
+        state.SkipWithError("no configuration to load");
+    }
+    PaintCounter painted;
+    workspace.window.installEventFilter(&painted);
+    for ([[maybe_unused]] auto _ : state) {
+        workspace.window.closeAllExperiments();
+        settle();
+        painted.paints = 0;
+        bool loaded = false;
+        state.SetIterationTime(secondsOf([&] {
+            loaded = workspace.window.loadConfigFile(workspace.path);
+            settle();
+        }));
+        if (!loaded || workspace.window.experimentTabs().count() != kTabs || painted.paints == 0) {
+            state.SkipWithError("the tabs were not loaded and painted");
+            break;
+        }
+    }
+}
+
+// As at exit: over the file of the last one.
+void saveTabs(benchmark::State& state) {
+    constexpr int kTabs = 20;
+    Workspace workspace;
+    workspace.addTabs(kTabs);
+    for ([[maybe_unused]] auto _ : state) {
+        if (!workspace.window.saveConfigFile(defaultConfigPath(), true, true)) {
+            state.SkipWithError("the configuration was not written");
+            break;
+        }
+    }
+    const auto written = readConfiguration(defaultConfigPath());
+    if (!written || !written->experiments || written->experiments->size() != kTabs) {
+        state.SkipWithError("the file does not hold the tabs");
+    }
+    QFile::remove(defaultConfigPath());
+}
+
+// Up to the painted window.
+void switchTheme(benchmark::State& state) {
+    Workspace workspace;
+    workspace.addTabs(10);
+    PaintCounter painted;
+    workspace.window.installEventFilter(&painted);
+    std::size_t next = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        painted.paints = 0;
+        workspace.window.applyTheme(QLatin1String(kThemes[next]));
+        settle();
+        next = 1 - next;
+        if (painted.paints == 0) {
+            state.SkipWithError("the window was not painted");
+            break;
+        }
+    }
+}
+
+BENCHMARK(loadTabs)->Name("config/load_20_tabs")->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(saveTabs)->Name("config/save_20_tabs")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(switchTheme)->Name("theme/switch_10_tabs")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+} // namespace
