@@ -23,9 +23,12 @@ struct CatalogRow {
 
 // In the order in which they are offered.
 constexpr CatalogRow kCatalog[] = {
-    {"Counter", make<CounterTab>},         {"Coincidence", make<CoincidenceTab>, false},
-    {"Correlation", make<CorrelationTab>}, {"Multi correlation", make<MultiCorrelationTab>},
-    {"Frequency", make<FrequencyTab>},     {"Time tags", make<TimeTagTab>},
+    {QT_TRANSLATE_NOOP("ExperimentType", "Counter"), make<CounterTab>},
+    {QT_TRANSLATE_NOOP("ExperimentType", "Coincidence"), make<CoincidenceTab>, false},
+    {QT_TRANSLATE_NOOP("ExperimentType", "Correlation"), make<CorrelationTab>},
+    {QT_TRANSLATE_NOOP("ExperimentType", "Multi correlation"), make<MultiCorrelationTab>},
+    {QT_TRANSLATE_NOOP("ExperimentType", "Frequency"), make<FrequencyTab>},
+    {QT_TRANSLATE_NOOP("ExperimentType", "Time tags"), make<TimeTagTab>},
 };
 
 } // namespace

@@ -11,6 +11,7 @@
 #include "ExitPrompt.h"
 #include "ExperimentCatalog.h"
 #include "ExperimentTab.h"
+#include "ExperimentTypeText.h"
 #include "MeasurementScheduler.h"
 #include "NewExperimentDialog.h"
 #include "PlotScheme.h"
@@ -315,7 +316,7 @@ void MainWindow::addExperimentTab(ExperimentTab* tab) {
         return;
     }
     const QString title =
-        QStringLiteral("%1 %2").arg(tr(tab->experimentType().toUtf8().constData())).arg(++tabCounter);
+        QStringLiteral("%1 %2").arg(experimentTypeText(tab->experimentType())).arg(++tabCounter);
     connect(tab, &ExperimentTab::startRequested, this, [this, tab] { scheduler->startExperiment(tab); });
     connect(tab, &ExperimentTab::pauseRequested, this, [this, tab] { scheduler->pauseExperiment(tab); });
     connect(tab, &ExperimentTab::cancelRequested, this, [this, tab] { scheduler->cancelExperiment(tab); });

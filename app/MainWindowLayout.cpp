@@ -5,6 +5,7 @@
 #include "DeviceActions.h"
 #include "ElidedLabel.h"
 #include "ExperimentTab.h"
+#include "WorkspaceShortcuts.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -21,9 +22,11 @@ namespace {
 
 // The themes offered, by the names under which configurations keep them.
 constexpr const char* kThemeNames[] = {
-    QT_TRANSLATE_NOOP("MainWindow", "qorn"), QT_TRANSLATE_NOOP("MainWindow", "Dark"),
-    QT_TRANSLATE_NOOP("MainWindow", "Bright"), QT_TRANSLATE_NOOP("MainWindow", "High contrast"),
-    QT_TRANSLATE_NOOP("MainWindow", "Classic")};
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "qorn"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "Dark"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "Bright"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "High contrast"),
+    QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "Classic")};
 
 // Room of the status bar's two long texts in characters, at least and at most. Which instrument it is matters
 // more than the detail, whose whole text stands in its tool tip.
@@ -52,6 +55,8 @@ void MainWindow::buildWorkspace() {
             activate(tab);
         }
     });
+    auto* shortcuts = new WorkspaceShortcuts(*workspace, *tabs);
+    connect(shortcuts, &WorkspaceShortcuts::closeRequested, this, &MainWindow::closeExperimentTab);
 }
 
 void MainWindow::buildMenus() {
@@ -71,6 +76,7 @@ void MainWindow::buildMenus() {
     QMenu* experiments = menuBar()->addMenu(tr("&Experiments"));
     newExperimentAction =
         experiments->addAction(tr("&New experiment..."), this, &MainWindow::onAddExperiment);
+    newExperimentAction->setShortcut(DetachableTabWidget::addKey());
     buildThemeMenu();
 }
 
@@ -103,12 +109,14 @@ void MainWindow::buildStatusBar() {
         return flag;
     };
     connectionLabel = new ElidedLabel(tr("Not connected"), kConnectionLeast, kConnectionMost, this);
+    connectionLabel->setAccessibleDescription(tr("Connection"));
     statusBar()->addPermanentWidget(connectionLabel, 1);
     calibrationFlag = addFlag(new QLabel(tr("Cal upload: -"), this));
     clockLockFlag = addFlag(new QLabel(tr("Clock lock: -"), this));
     clockOutFlag = addFlag(new QLabel(tr("Clock out: -"), this));
     acquisitionFlag = addFlag(new QLabel(tr("Acquisition: idle"), this));
     acquisitionDetail = addFlag(new ElidedLabel(tr("idle"), kDetailLeast, kDetailMost, this));
+    acquisitionDetail->setAccessibleDescription(tr("Acquisition detail"));
     // The connection stands where messages are shown, so it makes room for them.
     connect(statusBar(), &QStatusBar::messageChanged, connectionLabel,
             [this](const QString& message) { connectionLabel->setVisible(message.isEmpty()); });

@@ -1,6 +1,9 @@
 #include "DetachableTabWidget.h"
 
+#include "KeyHint.h"
+
 #include <QCloseEvent>
+#include <QContextMenuEvent>
 #include <QDockWidget>
 #include <QHBoxLayout>
 #include <QMainWindow>
@@ -73,6 +76,7 @@ DetachableTabWidget::DetachableTabWidget(QWidget* parent) : QTabWidget(parent) {
     addButton->setToolTip(tr("New measurement"));
     addButton->setAccessibleName(tr("New measurement"));
     addButton->setFixedSize(kAddButtonSize, kAddButtonSize);
+    showKeyInToolTip(*addButton, addKey());
     connect(addButton, &QToolButton::clicked, this, &DetachableTabWidget::addRequested);
 
     // Keeps the bar clear of the button when the tabs fill the whole width.
@@ -83,8 +87,6 @@ DetachableTabWidget::DetachableTabWidget(QWidget* parent) : QTabWidget(parent) {
     setCornerWidget(room, Qt::TopRightCorner);
 
     tabBar()->installEventFilter(this);
-    tabBar()->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(tabBar(), &QWidget::customContextMenuRequested, this, &DetachableTabWidget::showTabMenu);
     connect(tabBar(), &QTabBar::tabMoved, this, &DetachableTabWidget::repositionAddButton);
     connect(this, &QTabWidget::tabBarDoubleClicked, this, &DetachableTabWidget::detachTab);
     repositionAddButton();
@@ -125,6 +127,10 @@ void DetachableTabWidget::reattach(QWidget* page, const QString& title) {
 }
 
 bool DetachableTabWidget::eventFilter(QObject* object, QEvent* event) {
+    if (object == tabBar() && event->type() == QEvent::ContextMenu) {
+        showTabMenu(*static_cast<QContextMenuEvent*>(event));
+        return true;
+    }
     // A new title, font or style moves the end of the bar without any of the calls below.
     const bool barChanged = event->type() == QEvent::Resize || event->type() == QEvent::Move;
     if (object == tabBar() && barChanged) {
@@ -145,6 +151,7 @@ void DetachableTabWidget::showEvent(QShowEvent* event) {
 
 void DetachableTabWidget::tabInserted(int index) {
     QTabWidget::tabInserted(index);
+    tellOfCloseButton(index);
     repositionAddButton();
 }
 
@@ -163,8 +170,21 @@ void DetachableTabWidget::repositionAddButton() {
     addButton->raise();
 }
 
-void DetachableTabWidget::showTabMenu(const QPoint& position) {
-    const int index = tabBar()->tabAt(position);
+// The button has nothing but a picture.
+void DetachableTabWidget::tellOfCloseButton(int index) {
+    for (const QTabBar::ButtonPosition side : {QTabBar::LeftSide, QTabBar::RightSide}) {
+        if (QWidget* button = tabBar()->tabButton(index, side)) {
+            button->setAccessibleName(tr("Close %1").arg(tabText(index)));
+            showKeyInToolTip(*button, closeKey());
+        }
+    }
+}
+
+void DetachableTabWidget::showTabMenu(const QContextMenuEvent& request) {
+    // The menu key means the current tab, wherever the pointer is.
+    const bool byKey = request.reason() == QContextMenuEvent::Keyboard;
+    const QPoint position = byKey ? tabBar()->tabRect(currentIndex()).bottomLeft() : request.pos();
+    const int index = byKey ? currentIndex() : tabBar()->tabAt(position);
     if (index < 0) {
         return;
     }

@@ -5,8 +5,10 @@
 // main window; whichever of page, dock, tab widget and main window goes first, the others stay sound.
 #pragma once
 
+#include <QKeySequence>
 #include <QTabWidget>
 
+class QContextMenuEvent;
 class QToolButton;
 
 namespace qorn::timetagger::gui {
@@ -20,6 +22,10 @@ public:
     QList<QWidget*> detachedPages() const;
     // Brings every detached page back as a tab under its old title.
     void reattachAll();
+
+    // The keys of a new tab and of closing one. The buttons tell them, the window watches them.
+    static QKeySequence addKey() { return Qt::CTRL | Qt::Key_T; }
+    static QKeySequence closeKey() { return Qt::CTRL | Qt::Key_W; }
 
 Q_SIGNALS:
     // The "+" button was pressed.
@@ -41,7 +47,8 @@ protected:
 
 private:
     void repositionAddButton();
-    void showTabMenu(const QPoint& position);
+    void tellOfCloseButton(int index);
+    void showTabMenu(const QContextMenuEvent& request);
 
     QToolButton* addButton = nullptr;
 };

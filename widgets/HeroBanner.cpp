@@ -120,8 +120,8 @@ void HeroBanner::renderGround() {
     const double left = pulseStart();
 
     QPainter painter(&ground);
-    painter.fillRect(rect(), palette().color(QPalette::AlternateBase));
-    QLinearGradient glow(0, 0, width(), height());
+    painter.fillRect(rect(), palette().color(QPalette::Window));
+    QLinearGradient glow(left, 0, width(), height()); // behind the texts the ground stays plain
     glow.setColorAt(0.0, faded(accent, 0.0));
     glow.setColorAt(0.55, faded(accent, 0.05));
     glow.setColorAt(1.0, faded(accent, 0.16));

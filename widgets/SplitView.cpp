@@ -1,5 +1,7 @@
 #include "SplitView.h"
 
+#include "ExperimentTypeText.h"
+
 #include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -42,7 +44,7 @@ void SplitView::addExperiment(ExperimentTab* tab) {
     if (plot == nullptr) {
         return;
     }
-    QWidget* cell = buildCell(tab->experimentType(), plot);
+    QWidget* cell = buildCell(experimentTypeText(tab->experimentType()), plot);
     splitter->addWidget(cell);
     entries.append({tab, plot, cell});
     connect(tab, &QObject::destroyed, cell, [this, cell] { removeCell(cell, false); });
@@ -55,6 +57,7 @@ QWidget* SplitView::buildCell(const QString& title, BarChartWidget* plot) {
     auto* label = new QLabel(title, cell);
     label->setObjectName(QStringLiteral("PageTitle"));
     auto* remove = new QPushButton(tr("Remove"), cell);
+    remove->setAccessibleName(tr("Remove %1").arg(title));
     connect(remove, &QPushButton::clicked, this, [this, cell] { removeCell(cell, true); });
 
     auto* head = new QHBoxLayout;

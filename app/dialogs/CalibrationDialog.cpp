@@ -13,6 +13,8 @@
 #include <QSpinBox>
 #include <QVBoxLayout>
 
+#include <array>
+
 namespace qorn::timetagger::gui {
 
 CalibrationDialog::CalibrationDialog(const CalibrationSettings& initial, const QString& savedFile,
@@ -59,17 +61,23 @@ void CalibrationDialog::showEstimate() {
 QWidget* CalibrationDialog::buildButtons() {
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
     const auto add = [&](const QString& text, const char* name, const auto& act) {
-        auto* button = new QPushButton(text, this);
+        auto* button = buttons->addButton(text, QDialogButtonBox::ActionRole);
         button->setObjectName(QLatin1String(name));
         button->setAutoDefault(false);
         connect(button, &QPushButton::clicked, this, act);
-        buttons->addButton(button, QDialogButtonBox::ActionRole);
         return button;
     };
-    add(tr("Upload saved"), "uploadSaved", [this] { acceptWith(Action::UploadSaved); });
-    add(tr("Upload from file..."), "uploadFile", [this] { chooseFile(); });
-    add(tr("Start calibration"), "start", [this] { acceptWith(Action::Start); })->setDefault(true);
+    auto* saved = add(tr("Upload saved"), "uploadSaved", [this] { acceptWith(Action::UploadSaved); });
+    auto* fromFile = add(tr("Upload from file..."), "uploadFile", [this] { chooseFile(); });
+    auto* start = add(tr("Start calibration"), "start", [this] { acceptWith(Action::Start); });
+    start->setDefault(true);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    // The box leaves its own button out of the tab order when others are added to it.
+    const std::array<QWidget*, 5> order{controls.steps, saved, fromFile, start,
+                                        buttons->button(QDialogButtonBox::Close)};
+    for (std::size_t i = 1; i < order.size(); ++i) {
+        setTabOrder(order[i - 1], order[i]);
+    }
     return buttons;
 }
 

@@ -1,6 +1,7 @@
 #include "CalibrationResultDialog.h"
 
 #include "DialogParts.h"
+#include "TableRoom.h"
 #include "TimeTag.h"
 
 #include <QCheckBox>
@@ -95,6 +96,7 @@ QTableWidget* CalibrationResultDialog::buildTable(const QList<UiCalChannelStat>&
             setCell(*table, row, kFirstCheck + static_cast<int>(line), text);
         }
     }
+    keepColumnsWhole(*table);
     return table;
 }
 

@@ -1,5 +1,7 @@
 #include "NewExperimentDialog.h"
 
+#include "ExperimentTypeText.h"
+
 #include <QDialogButtonBox>
 #include <QListWidget>
 #include <QVBoxLayout>
@@ -11,7 +13,7 @@ NewExperimentDialog::NewExperimentDialog(const QStringList& types, QWidget* pare
     setWindowTitle(tr("New experiment"));
     resize(420, 310);
     for (const QString& type : types) {
-        auto* item = new QListWidgetItem(tr(type.toUtf8().constData()), list);
+        auto* item = new QListWidgetItem(experimentTypeText(type), list);
         item->setData(Qt::UserRole, type);
     }
     list->setCurrentRow(0);

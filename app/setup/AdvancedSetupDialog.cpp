@@ -1,5 +1,7 @@
 #include "AdvancedSetupDialog.h"
 
+#include "TableRoom.h"
+
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QGroupBox>
@@ -64,6 +66,7 @@ void AdvancedSetupDialog::addDevice() {
     if (row > 0) {
         static_cast<QComboBox*>(table->cellWidget(row, 0))->setCurrentIndex(1);
     }
+    keepColumnsWhole(*table);
 }
 
 } // namespace qorn::timetagger::gui

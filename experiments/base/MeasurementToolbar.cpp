@@ -1,10 +1,12 @@
 #include "MeasurementToolbar.h"
 
 #include "BarChartWidget.h"
+#include "KeyHint.h"
 
 #include <QAction>
 #include <QSignalBlocker>
 #include <QStyle>
+#include <QToolButton>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -43,6 +45,8 @@ MeasurementToolbar::MeasurementToolbar(BarChartWidget* plot, MeasurementToolbarP
     }
     setRunning(false);
     setRecording(false);
+    tellKeys();
+    openToKeyboard();
 }
 
 void MeasurementToolbar::addRunActions() {
@@ -61,9 +65,9 @@ void MeasurementToolbar::addRunActions() {
 }
 
 void MeasurementToolbar::addFileActions() {
-    QAction* saveImage = addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), tr("Save image"), this,
-                                   &MeasurementToolbar::saveImageTriggered);
-    saveImage->setToolTip(tr("Save plot image"));
+    image = addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), tr("Save image"), this,
+                      &MeasurementToolbar::saveImageTriggered);
+    image->setToolTip(tr("Save plot image"));
     QAction* saveData = addAction(style()->standardIcon(QStyle::SP_FileIcon), tr("Save data"), this,
                                   &MeasurementToolbar::saveDataTriggered);
     saveData->setToolTip(tr("Save displayed plot data"));
@@ -99,6 +103,33 @@ void MeasurementToolbar::addViewActions(BarChartWidget* plot) {
     QAction* axis = addAction(tr("Axis..."), plot, &BarChartWidget::promptAxisLimits);
     axis->setIconText(axis->text()); // else Qt takes the dots away
     axis->setToolTip(tr("Type in exact axis limits"));
+}
+
+QList<QKeySequence> MeasurementToolbar::keys() {
+    return {Qt::Key_F5, Qt::Key_F6, Qt::Key_F7, Qt::Key_F8, Qt::CTRL | Qt::SHIFT | Qt::Key_S};
+}
+
+void MeasurementToolbar::tellKeys() {
+    const QList<QAction*> actions{play, pause, stop, reset, image};
+    for (qsizetype i = 0; i < actions.size(); ++i) {
+        actions[i]->setData(keys().at(i));
+        showKeyInToolTip(*widgetForAction(actions[i]), keys().at(i));
+    }
+}
+
+// A toolbar keeps its buttons, and the one to what has no room, out of the tab order.
+void MeasurementToolbar::openToKeyboard() {
+    for (QToolButton* button : findChildren<QToolButton*>(Qt::FindDirectChildrenOnly)) {
+        button->setFocusPolicy(Qt::TabFocus);
+    }
+}
+
+void MeasurementToolbar::press(const QKeySequence& key) {
+    for (QAction* action : actions()) {
+        if (action->data().value<QKeySequence>() == key) {
+            action->trigger(); // which a disabled action ignores
+        }
+    }
 }
 
 void MeasurementToolbar::setRunning(bool running) {

@@ -2,6 +2,8 @@
 // plot's view controls. Owned by the tab, which connects the actions.
 #pragma once
 
+#include <QKeySequence>
+#include <QList>
 #include <QToolBar>
 
 namespace qorn::timetagger::gui {
@@ -28,6 +30,12 @@ public:
     // Shows whether a log is being written, into a file of this extension.
     void setLogging(bool open, const QString& extension);
 
+    // The keys of play, pause, stop, reset and saving the image. The toolbar tells them and does not watch
+    // them: of several tabs in sight, only the window knows which one is meant.
+    static QList<QKeySequence> keys();
+    // Triggers the action of one of these keys, unless it is disabled.
+    void press(const QKeySequence& key);
+
 Q_SIGNALS:
     void playTriggered();
     void pauseTriggered();
@@ -47,11 +55,14 @@ private:
     void addLogAction();
     void addPlotSettingsAction();
     void addViewActions(BarChartWidget* plot);
+    void tellKeys();
+    void openToKeyboard();
 
     QAction* play = nullptr;
     QAction* pause = nullptr;
     QAction* stop = nullptr;
     QAction* reset = nullptr;
+    QAction* image = nullptr;
     QAction* record = nullptr;
     QAction* log = nullptr; // only where there is a log
 };

@@ -47,6 +47,7 @@ CoincidenceTable::CoincidenceTable(QWidget* parent) : QTableWidget(kCoincidenceC
     setHorizontalHeaderLabels({tr("Measurement"), tr("Last Count"), tr("Accumulated"), tr("Rate (Hz)")});
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setSelectionBehavior(QAbstractItemView::SelectRows);
+    setTabKeyNavigation(false); // the tab key leads on to what follows
     setAlternatingRowColors(true);
     setWordWrap(false);
     setStyleSheet(

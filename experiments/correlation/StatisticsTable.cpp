@@ -21,6 +21,7 @@ StatisticsTable::StatisticsTable(QWidget* parent)
     setHorizontalHeaderLabels({tr("Statistic"), tr("Value")});
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setSelectionBehavior(QAbstractItemView::SelectRows);
+    setTabKeyNavigation(false); // the tab key leads on to what follows
     setAlternatingRowColors(true);
     setWordWrap(false);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Maximum);

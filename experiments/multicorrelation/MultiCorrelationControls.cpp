@@ -20,6 +20,7 @@ namespace {
 using Settings = MultiCorrelationSettings;
 
 constexpr int kPairColumns = 2;
+constexpr int kBesideNumber = 60; // arrows and edges of a box, and a digit more
 
 // Name of one control of several that show an array.
 QString numbered(const char* key, std::size_t index) {
@@ -32,6 +33,10 @@ QWidget* sideBySide(const WindowBoxes& boxes, QWidget* parent) {
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(boxes.center, 1);
     layout->addWidget(boxes.width, 1);
+    // The boxes take any width, and a usual number with its unit is to be read in both.
+    boxes.center->ensurePolished();
+    const int least = boxes.center->fontMetrics().horizontalAdvance(boxes.center->text()) + kBesideNumber;
+    row->setMinimumWidth(2 * least + layout->spacing());
     return row;
 }
 

@@ -49,7 +49,7 @@ TimeTagTab::TimeTagTab(QWidget* parent) : ExperimentTab(parent), timer(new QTime
 
 QWidget* TimeTagTab::createControls() {
     auto* controls = new QWidget(this);
-    controls->setFixedWidth(kControlsWidth);
+    controls->setMinimumWidth(kControlsWidth);
     auto* column = new QVBoxLayout(controls);
     column->setContentsMargins(0, 0, 0, 0);
 
@@ -81,6 +81,10 @@ QWidget* TimeTagTab::createControls() {
     status = new QLabel(controls);
     status->setStyleSheet(QStringLiteral("font-family: monospace;"));
     status->setWordWrap(true);
+    // What it tells changes all the time, and the width of the controls does not.
+    QSizePolicy wrapped(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    wrapped.setHeightForWidth(true);
+    status->setSizePolicy(wrapped);
 
     column->addWidget(binning);
     column->addWidget(plotting);

@@ -10,6 +10,7 @@
 #include <QCheckBox>
 #include <QFile>
 #include <QFileDialog>
+#include <QImage>
 #include <QJsonDocument>
 #include <QMessageBox>
 #include <QPushButton>
@@ -221,6 +222,39 @@ TEST(WindowConfig, AnUnknownThemeShowsTheDefaultOne) {
     stage.openWindow();
     stage.window().applyTheme(QStringLiteral("Sepia"));
     EXPECT_TRUE(stage.menuAction("qorn")->isChecked());
+}
+
+QImage pictureIn(WindowStage& stage, const QString& theme) {
+    stage.window().applyTheme(theme);
+    QCoreApplication::processEvents();
+    return stage.window().grab().toImage();
+}
+
+TEST(WindowConfig, AThemeLooksTheSameHoweverItWasReached) {
+    WindowStage stage;
+    ASSERT_TRUE(stage.connectUnit());
+    stage.addTab("Correlation");
+    stage.window().statusBar()->clearMessage();
+    const QImage bright = pictureIn(stage, QStringLiteral("Bright"));
+    const QImage contrast = pictureIn(stage, QStringLiteral("High contrast"));
+    EXPECT_NE(bright, contrast);
+    EXPECT_EQ(pictureIn(stage, QStringLiteral("High contrast")), contrast) << "chosen once more";
+    EXPECT_EQ(pictureIn(stage, QStringLiteral("Bright")), bright) << "and back";
+}
+
+TEST(WindowConfig, LoadedTabsAreDressedLikeAddedOnes) {
+    WindowStage stage;
+    ASSERT_TRUE(stage.connectUnit());
+    stage.addTab("Correlation");
+    stage.window().statusBar()->clearMessage();
+    const QString path = stage.folder.filePath(QStringLiteral("tabs.json"));
+    const QImage before = pictureIn(stage, QStringLiteral("Bright"));
+    ASSERT_TRUE(stage.window().saveConfigFile(path, false, true));
+    ASSERT_TRUE(stage.window().loadConfigFile(path));
+    QCoreApplication::processEvents();
+    stage.tabs().setTabText(0, QStringLiteral("Counter 1"));
+    stage.tabs().setTabText(1, QStringLiteral("Correlation 2"));
+    EXPECT_EQ(pictureIn(stage, QStringLiteral("Bright")), before);
 }
 
 TEST(WindowConfig, ABrokenDefaultFileMeansDefaults) {

@@ -170,6 +170,36 @@ TEST(DetachableTabWidget, TheContextMenuOfATabOpensItInADockPane) {
     EXPECT_EQ(workspace.docks().front()->windowTitle(), QStringLiteral("Correlation 3"));
 }
 
+TEST(DetachableTabWidget, TheMenuKeyOpensTheMenuOfTheCurrentTab) {
+    Workspace workspace;
+    QTabBar* bar = workspace.tabs->tabBar();
+    workspace.tabs->setCurrentIndex(2);
+    // The key comes with the middle of the bar, which is over another tab.
+    const QPoint middle = bar->tabRect(0).center();
+    QContextMenuEvent event(QContextMenuEvent::Keyboard, middle, bar->mapToGlobal(middle));
+    QCoreApplication::sendEvent(bar, &event);
+    auto* menu = workspace.tabs->findChild<QMenu*>();
+    ASSERT_NE(menu, nullptr);
+    menu->actions().front()->trigger();
+    menu->close();
+    ASSERT_EQ(workspace.docks().size(), 1);
+    EXPECT_EQ(workspace.docks().front()->windowTitle(), QStringLiteral("Correlation 3"));
+}
+
+TEST(DetachableTabWidget, TheButtonThatClosesATabSaysWhich) {
+    Workspace workspace;
+    workspace.tabs->setTabsClosable(true);
+    auto* page = new QWidget;
+    const int index = workspace.tabs->addTab(page, QStringLiteral("Frequency 4"));
+    QTabBar* bar = workspace.tabs->tabBar();
+    EXPECT_EQ(bar->tabButton(index, QTabBar::RightSide)->accessibleName(),
+              QStringLiteral("Close Frequency 4"));
+    workspace.tabs->detachTab(index);
+    workspace.tabs->reattachAll();
+    EXPECT_EQ(bar->tabButton(workspace.tabs->indexOf(page), QTabBar::RightSide)->accessibleName(),
+              QStringLiteral("Close Frequency 4"));
+}
+
 TEST(DetachableTabWidget, TheContextMenuStaysAwayFromTheEmptyPartOfTheBar) {
     Workspace workspace;
     QTabBar* bar = workspace.tabs->tabBar();

@@ -97,7 +97,7 @@ TEST(HeroBanner, TakesItsColoursFromThePalette) {
     stage.banner.show();
     for (const QColor ground : {QColor(0x0b, 0x10, 0x20), QColor(0xf0, 0xf0, 0xf0)}) {
         QPalette palette;
-        palette.setColor(QPalette::AlternateBase, ground);
+        palette.setColor(QPalette::Window, ground);
         palette.setColor(QPalette::Link, QColor(0x12, 0xb8, 0xa6));
         stage.banner.setPalette(palette);
         EXPECT_EQ(stage.picture().pixelColor(2, 2), ground);
@@ -108,7 +108,7 @@ TEST(HeroBanner, FillsEveryPixelAtAnySize) {
     for (const int width : {1, 40, 300, 2560}) {
         HeroBanner banner(QStringLiteral("qorn.timing"), QStringLiteral("Counting"));
         QPalette palette;
-        palette.setColor(QPalette::AlternateBase, Qt::white);
+        palette.setColor(QPalette::Window, Qt::white);
         palette.setColor(QPalette::Link, Qt::white);
         palette.setColor(QPalette::WindowText, Qt::white);
         banner.setPalette(palette);

@@ -157,6 +157,20 @@ TEST(SplitView, RemoveGivesThePlotBackAndHidesTheWindowWithTheLast) {
     EXPECT_EQ(stage.splitter()->count(), 0);
 }
 
+TEST(SplitView, EachButtonThatRemovesSaysWhatItRemoves) {
+    Stage stage;
+    stage.view->addExperiment(stage.counter.get());
+    stage.view->addExperiment(stage.timeTags.get());
+    QStringList names;
+    for (const QPushButton* button : stage.view->findChildren<QPushButton*>()) {
+        if (button->text() == QStringLiteral("Remove")) {
+            names.append(button->accessibleName());
+        }
+    }
+    names.sort();
+    EXPECT_EQ(names, (QStringList{QStringLiteral("Remove Counter"), QStringLiteral("Remove Time tags")}));
+}
+
 TEST(SplitView, ClosingReturnsAllPlots) {
     Stage stage;
     stage.view->addExperiment(stage.counter.get());

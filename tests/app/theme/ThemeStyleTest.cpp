@@ -1,5 +1,8 @@
 #include "ThemeStyle.h"
 
+#include "BarChartWidget.h"
+#include "MeasurementToolbar.h"
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QFile>
@@ -10,6 +13,7 @@
 #include <QSpinBox>
 #include <QStyle>
 #include <QTableWidget>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <gtest/gtest.h>
@@ -277,6 +281,22 @@ TEST(ThemeStyle, TheKeyboardFocusIsVisibleOnEveryKindOfControl) {
             controls[i]->setFocus();
             EXPECT_NE(controls[i]->grab().toImage(), without) << name << " control " << i;
         }
+    }
+}
+
+TEST(ThemeStyle, TheButtonToWhatAToolBarHasNoRoomForIsToBeSeen) {
+    const ScopedLook look;
+    BarChartWidget plot;
+    MeasurementToolbar bar(&plot, {true, true, true});
+    bar.resize(400, 40);
+    bar.show();
+    const auto* more = bar.findChild<QToolButton*>(QStringLiteral("qt_toolbar_ext_button"));
+    ASSERT_NE(more, nullptr);
+    for (const char* name : kThemeNames) { // the same bar under one theme after the other
+        applyThemeStyle(theme(name));
+        QCoreApplication::processEvents();
+        ASSERT_TRUE(more->isVisible());
+        EXPECT_GT(contrastIn(bar, more->geometry().adjusted(2, 2, -2, -2)), 90) << name;
     }
 }
 
