@@ -19,7 +19,8 @@ QString styleTemplate();
 // "light" or "dark", the ending of the icons that stand out on the theme's background.
 QString fillStyleTemplate(QString text, const ThemePalette& theme);
 
-// Sets palette and style sheet of the application. Every widget is polished anew, nothing else changes.
+// Sets palette and style sheet of the application. Every widget is styled anew when the sheet is another one,
+// nothing else changes.
 void applyThemeStyle(const ThemePalette& theme);
 
 } // namespace qorn::timetagger::gui
