@@ -1,8 +1,9 @@
 #include "ControlColumn.h"
 
+#include "TabLayout.h"
+
 #include <QEvent>
 #include <QLabel>
-#include <QScrollArea>
 #include <QScrollBar>
 #include <QVBoxLayout>
 
@@ -12,11 +13,9 @@ namespace {
 constexpr int kLeastVisibleHeight = 120;
 
 // As high as its content where there is room, so that what follows stands right below the content.
-class ContentHeightScrollArea : public QScrollArea {
+class ContentHeightScrollArea : public LateScrollArea {
 public:
-    explicit ContentHeightScrollArea(QWidget* parent) : QScrollArea(parent) {
-        setWidgetResizable(true);
-        setFrameShape(QFrame::NoFrame);
+    explicit ContentHeightScrollArea(QWidget* parent) : LateScrollArea(parent) {
         setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     }
@@ -35,7 +34,7 @@ protected:
         if (object == widget() && event->type() == QEvent::LayoutRequest) {
             updateGeometry();
         }
-        return QScrollArea::eventFilter(object, event);
+        return LateScrollArea::eventFilter(object, event);
     }
 
 private:
@@ -44,19 +43,18 @@ private:
 
 } // namespace
 
-ControlColumn::ControlColumn(QWidget* controls, int leastWidth, QWidget* parent)
-    : QWidget(parent), status(new QLabel(this)) {
+ControlColumn::ControlColumn(int leastWidth, QWidget* parent)
+    : LateWidget(parent), area(new ContentHeightScrollArea(this)), status(makeStatusLabel(this)) {
     setMinimumWidth(leastWidth);
-    auto* area = new ContentHeightScrollArea(this);
-    area->setWidget(controls);
-    status->setObjectName(QStringLiteral("status"));
-    status->setStyleSheet(QStringLiteral("font-family: monospace;"));
-    status->setWordWrap(true);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(area, 0);
     column->addWidget(status, 0);
     column->addStretch(1);
+}
+
+QWidget* ControlColumn::place() const {
+    return area->place();
 }
 
 void ControlColumn::showStatus(const QString& text) {

@@ -2,21 +2,27 @@
 // the status line, which is always in view. Owned by the tab, GUI thread only.
 #pragma once
 
-#include <QWidget>
+#include "LateWidget.h"
 
 class QLabel;
 
 namespace qorn::timetagger::gui {
 
-class ControlColumn : public QWidget {
+class LateScrollArea;
+
+class ControlColumn : public LateWidget {
     Q_OBJECT
 public:
-    // Takes the controls as a child; `leastWidth` in pixels.
-    ControlColumn(QWidget* controls, int leastWidth, QWidget* parent = nullptr);
+    // `leastWidth` in pixels.
+    ControlColumn(int leastWidth, QWidget* parent);
+
+    // The parent of the controls, one widget, to be made in it before the column is shown.
+    QWidget* place() const;
 
     void showStatus(const QString& text);
 
 private:
+    LateScrollArea* area;
     QLabel* status;
 };
 

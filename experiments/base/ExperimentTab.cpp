@@ -19,7 +19,7 @@ constexpr int kSnapshotMs = 1000;
 
 } // namespace
 
-ExperimentTab::ExperimentTab(QWidget* parent) : QWidget(parent) {}
+ExperimentTab::ExperimentTab(QWidget* parent) : LateWidget(parent) {}
 
 ExperimentTab::~ExperimentTab() = default;
 
@@ -133,8 +133,14 @@ QJsonObject ExperimentTab::sharedConfig() const {
 }
 
 void ExperimentTab::loadSharedConfig(const QJsonObject& object) {
-    settings().takeJson(object);
-    settings().save(settingsKey());
+    SharedSettings shared = settings();
+    shared.takeJson(object);
+    shared.save(settingsKey());
+    setSharedSettings(shared);
+}
+
+void ExperimentTab::setSharedSettings(const SharedSettings& shared) {
+    sharedSettings = shared;
     updateTimeTagRecordAction();
     updateLogAction();
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "AcquisitionRequest.h"
+#include "LateWidget.h"
 #include "MeasurementLog.h"
 #include "SharedSettings.h"
 #include "UiCoincidenceSample.h"
@@ -16,7 +17,6 @@
 #include <QPointer>
 #include <QString>
 #include <QStringList>
-#include <QWidget>
 
 #include <optional>
 
@@ -30,7 +30,7 @@ class MeasurementToolbar;
 class PlotColumn;
 struct PlotOptions;
 
-class ExperimentTab : public QWidget, private LogOwner {
+class ExperimentTab : public LateWidget, private LogOwner {
     Q_OBJECT
 public:
     explicit ExperimentTab(QWidget* parent = nullptr);
@@ -120,6 +120,8 @@ public:
     // The shared settings for configuration files.
     QJsonObject sharedConfig() const;
     void loadSharedConfig(const QJsonObject& object);
+    // The same from a record, and the application's stored values stay as they are.
+    void setSharedSettings(const SharedSettings& shared);
 
     // All plots of this tab, the main one first wherever it is.
     QList<BarChartWidget*> plots() const;

@@ -4,6 +4,8 @@
 #include "KeyHint.h"
 
 #include <QAction>
+#include <QCoreApplication>
+#include <QEvent>
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QToolButton>
@@ -47,6 +49,16 @@ MeasurementToolbar::MeasurementToolbar(BarChartWidget* plot, MeasurementToolbarP
     setRecording(false);
     tellKeys();
     openToKeyboard();
+}
+
+// Its distances were taken from the style when the bar was made, before it had its name.
+bool MeasurementToolbar::event(QEvent* event) {
+    const bool taken = QToolBar::event(event);
+    if (event->type() == QEvent::Polish) {
+        QEvent named(QEvent::StyleChange);
+        QCoreApplication::sendEvent(this, &named);
+    }
+    return taken;
 }
 
 void MeasurementToolbar::addRunActions() {

@@ -49,6 +49,9 @@ Q_SIGNALS:
     void logTriggered();
     void splitTriggered();
 
+protected:
+    bool event(QEvent* event) override;
+
 private:
     void addRunActions();
     void addFileActions();

@@ -1,10 +1,11 @@
 #include "TabLayout.h"
 
 #include "BarChartWidget.h"
+#include "LateWidget.h"
 
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QScrollArea>
 #include <QSplitter>
 #include <QVBoxLayout>
 
@@ -16,31 +17,49 @@ constexpr int kSpacing = 4;
 
 } // namespace
 
-QWidget* scrolling(QWidget* part, QSize leastSize) {
-    auto* area = new QScrollArea;
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
+bool LateScrollArea::event(QEvent* event) {
+    if (event->type() == QEvent::Polish && widget() == nullptr) {
+        setFrameShape(QFrame::NoFrame);
+        setWidgetResizable(true);
+        if (auto* part = place()->findChild<QWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
+            setWidget(part);
+        }
+    }
+    return QScrollArea::event(event);
+}
+
+LateScrollArea* makeScrolling(QSize leastSize, QWidget* parent) {
+    auto* area = new LateScrollArea(parent);
     area->setMinimumSize(leastSize);
-    area->setWidget(part);
     return area;
 }
 
-void layOutBesideControls(QWidget* tab, QWidget* controls, QWidget* results) {
+QSplitter* layOutBesideControls(QWidget* tab) {
     auto* splitter = new QSplitter(Qt::Horizontal, tab);
     splitter->setChildrenCollapsible(false);
-    splitter->addWidget(controls);
-    splitter->addWidget(results);
-    splitter->setStretchFactor(0, 0);
-    splitter->setStretchFactor(1, 1);
     auto* layout = new QHBoxLayout(tab);
     layout->addWidget(splitter);
+    return splitter;
 }
 
-QVBoxLayout* layOutResults(QWidget* results) {
+QVBoxLayout* layOutResults(QSplitter* sides) {
+    auto* results = new LateWidget(sides);
+    sides->setStretchFactor(sides->indexOf(results), 1);
     auto* layout = new QVBoxLayout(results);
     layout->setContentsMargins(kSideMargin, 0, 0, 0);
     layout->setSpacing(kSpacing);
     return layout;
+}
+
+QLabel* makeStatusLabel(QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setObjectName(QStringLiteral("status"));
+    QFont font = label->font();
+    font.setFamily(QStringLiteral("monospace"));
+    font.setStyleHint(QFont::Monospace);
+    label->setFont(font);
+    label->setWordWrap(true);
+    return label;
 }
 
 BarChartWidget* makePlot(const char* name, QSize leastSize, QWidget* parent) {
@@ -52,18 +71,19 @@ BarChartWidget* makePlot(const char* name, QSize leastSize, QWidget* parent) {
     return plot;
 }
 
-QWidget* addCaptionedPlot(QSplitter* splitter, const QString& caption, BarChartWidget* plot, int stretch) {
-    auto* cell = new QWidget(splitter);
+BarChartWidget* addCaptionedPlot(QSplitter* splitter, const QString& caption, const char* name,
+                                 QSize leastSize, int stretch) {
+    auto* cell = new LateWidget(splitter);
     auto* layout = new QVBoxLayout(cell);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(kSpacing);
     auto* label = new QLabel(caption, cell);
     label->setObjectName(QStringLiteral("Muted"));
     layout->addWidget(label, 0);
+    BarChartWidget* plot = makePlot(name, leastSize, cell);
     layout->addWidget(plot, 1);
-    splitter->addWidget(cell);
     splitter->setStretchFactor(splitter->indexOf(cell), stretch);
-    return cell;
+    return plot;
 }
 
 } // namespace qorn::timetagger::gui

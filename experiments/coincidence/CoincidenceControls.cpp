@@ -22,8 +22,9 @@ using Settings = CoincidenceSettings;
 
 constexpr int kDecimals = 3;
 
-QDoubleSpinBox* makeNumber(double least, double most, const QString& suffix, const char* name) {
-    auto* box = new QDoubleSpinBox;
+QDoubleSpinBox* makeNumber(double least, double most, const QString& suffix, const char* name,
+                           QWidget* parent) {
+    auto* box = new QDoubleSpinBox(parent);
     box->setObjectName(QLatin1String(name));
     box->setDecimals(kDecimals);
     box->setRange(least, most);
@@ -45,9 +46,9 @@ CoincidenceControls::CoincidenceControls(QWidget* parent) : QWidget(parent) {
 }
 
 QWidget* CoincidenceControls::createAcquisition() {
-    auto* group = new QGroupBox(tr("Acquisition"));
+    auto* group = new QGroupBox(tr("Acquisition"), this);
     auto* form = new QFormLayout(group);
-    gate = makeNumber(Settings::kLeastGateSec, Settings::kMostGateSec, tr(" s"), "gateSec");
+    gate = makeNumber(Settings::kLeastGateSec, Settings::kMostGateSec, tr(" s"), "gateSec", group);
     gate->setSingleStep(0.1);
     engine = makeChoiceBox("CoincidenceControls", {tr("Hardware"), tr("Software")}, group);
     engine->setObjectName(QStringLiteral("acquisitionMode"));
@@ -61,9 +62,9 @@ QWidget* CoincidenceControls::createAcquisition() {
 }
 
 QWidget* CoincidenceControls::createWindows() {
-    auto* group = new QGroupBox(tr("Pair windows"));
+    auto* group = new QGroupBox(tr("Pair windows"), this);
     auto* form = new QFormLayout(group);
-    window = makeNumber(Settings::kLeastWindowNs, Settings::kMostWindowNs, tr(" ns"), "windowNs");
+    window = makeNumber(Settings::kLeastWindowNs, Settings::kMostWindowNs, tr(" ns"), "windowNs", group);
     window->setToolTip(tr("Coincidence window (full width). Two events on different\n"
                           "channels coincide when |t_i - t_j| <= window."));
     auto* apply = new QPushButton(tr("Apply to all"), group);
@@ -73,7 +74,7 @@ QWidget* CoincidenceControls::createWindows() {
     const QStringList labels = pairLabels();
     for (std::size_t pair = 0; pair < kPairs; ++pair) {
         QDoubleSpinBox*& box = pairWindows[pair];
-        box = makeNumber(Settings::kLeastWindowNs, Settings::kMostWindowNs, tr(" ns"), "");
+        box = makeNumber(Settings::kLeastWindowNs, Settings::kMostWindowNs, tr(" ns"), "", group);
         box->setObjectName(numberedName("pairWindowsNs", pair));
         form->addRow(labels.at(static_cast<qsizetype>(pair)), box);
         connect(box, &QDoubleSpinBox::valueChanged, this, &CoincidenceControls::settingsChanged);
@@ -85,7 +86,7 @@ QWidget* CoincidenceControls::createWindows() {
 }
 
 QWidget* CoincidenceControls::createOffsets() {
-    auto* group = new QGroupBox(tr("Channel offsets"));
+    auto* group = new QGroupBox(tr("Channel offsets"), this);
     auto* form = new QFormLayout(group);
     offsetsEnabled = new QCheckBox(tr("Enable channel offsets"), group);
     offsetsEnabled->setObjectName(QStringLiteral("offsetsEnabled"));
@@ -93,7 +94,7 @@ QWidget* CoincidenceControls::createOffsets() {
     form->addRow(offsetsEnabled);
     for (std::size_t input = 0; input < offsets.size(); ++input) {
         QDoubleSpinBox*& box = offsets[input];
-        box = makeNumber(-Settings::kMostOffsetNs, Settings::kMostOffsetNs, tr(" ns"), "");
+        box = makeNumber(-Settings::kMostOffsetNs, Settings::kMostOffsetNs, tr(" ns"), "", group);
         box->setObjectName(numberedName("offsetNs", input));
         box->setToolTip(tr("Timing offset for channel %1.").arg(input + 1));
         form->addRow(tr("Offset %1").arg(input + 1), box);
@@ -106,7 +107,7 @@ QWidget* CoincidenceControls::createOffsets() {
 }
 
 QWidget* CoincidenceControls::createTrace() {
-    auto* group = new QGroupBox(tr("Trace"));
+    auto* group = new QGroupBox(tr("Trace"), this);
     auto* form = new QFormLayout(group);
     showTrace = new QCheckBox(tr("Show coincidence trace"), group);
     showTrace->setObjectName(QStringLiteral("showTrace"));
@@ -116,7 +117,7 @@ QWidget* CoincidenceControls::createTrace() {
     split->setObjectName(QStringLiteral("splitMode"));
     split->setToolTip(tr("Choose whether the histogram and trace are split vertically or horizontally."));
     traceHistory =
-        makeNumber(Settings::kLeastHistorySec, Settings::kMostHistorySec, tr(" s"), "traceHistorySec");
+        makeNumber(Settings::kLeastHistorySec, Settings::kMostHistorySec, tr(" s"), "traceHistorySec", group);
     traceHistory->setDecimals(1);
     traceHistory->setToolTip(tr("Visible history for the coincidence trace."));
     form->addRow(showTrace);

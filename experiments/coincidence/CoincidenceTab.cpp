@@ -35,8 +35,8 @@ double yLimit(double largest) {
 } // namespace
 
 CoincidenceTab::CoincidenceTab(QWidget* parent) : ExperimentTab(parent) {
-    controls = new CoincidenceControls;
-    column = new ControlColumn(controls, kControlsWidth);
+    column = new ControlColumn(kControlsWidth, this);
+    controls = new CoincidenceControls(column->place());
     auto* layout = new QHBoxLayout(this);
     layout->addWidget(column, 0);
     layout->addWidget(createResults(), 1);
@@ -47,28 +47,24 @@ CoincidenceTab::CoincidenceTab(QWidget* parent) : ExperimentTab(parent) {
 }
 
 QWidget* CoincidenceTab::createResults() {
-    table = new CoincidenceTable(this);
-    histogram = makePlot("histogramPlot", {}, this);
+    auto* side = new QWidget(this);
+    results = new QSplitter(side);
+    results->setChildrenCollapsible(false);
+    table = new CoincidenceTable(results);
+    plots = new QSplitter(results);
+    plots->setChildrenCollapsible(false);
+    results->setStretchFactor(0, 0);
+    results->setStretchFactor(1, 1);
+
+    histogram = makePlot("histogramPlot", {}, plots);
     histogram->setAxisLabels(tr("pair"), tr("coincidence rate (Hz)"));
     QList<double> pairs(kPairs);
     std::iota(pairs.begin(), pairs.end(), 0.0);
     histogram->setXTickLabels(pairs, pairLabels());
     histogram->setXRange(-0.5, kPairs - 0.5);
-    trace = makePlot("coincidenceTracePlot", {}, this);
+    trace = makePlot("coincidenceTracePlot", {}, plots);
     trace->setAxisLabels(tr("Time (s)"), tr("Coincidence rate (Hz)"));
 
-    plots = new QSplitter(this);
-    plots->setChildrenCollapsible(false);
-    plots->addWidget(histogram);
-    plots->addWidget(trace);
-    results = new QSplitter(this);
-    results->setChildrenCollapsible(false);
-    results->addWidget(table);
-    results->addWidget(plots);
-    results->setStretchFactor(0, 0);
-    results->setStretchFactor(1, 1);
-
-    auto* side = new QWidget(this);
     auto* layout = new QVBoxLayout(side);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);

@@ -50,8 +50,6 @@ CoincidenceTable::CoincidenceTable(QWidget* parent) : QTableWidget(kCoincidenceC
     setTabKeyNavigation(false); // the tab key leads on to what follows
     setAlternatingRowColors(true);
     setWordWrap(false);
-    setStyleSheet(
-        QStringLiteral("QTableView::item { padding: 0 4px; border: none; }")); // below the headers' texts
     const QStringList labels = countLabels();
     for (int row = 0; row < rowCount(); ++row) {
         setItem(row, kMeasurement, new QTableWidgetItem(tr("Ch %1").arg(labels.at(row))));

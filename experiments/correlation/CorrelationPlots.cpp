@@ -28,12 +28,9 @@ const QList<QColor>& lineColors() {
     return colors;
 }
 
-BarChartWidget* makeLabelledPlot(const char* name, QSize leastSize, const QString& xLabel,
-                                 const QString& yLabel) {
-    BarChartWidget* plot = makePlot(name, leastSize);
-    plot->setAxisLabels(xLabel, yLabel);
-    plot->setColors(kDataColor, kBarBorder);
-    return plot;
+void prepare(BarChartWidget& plot, const QString& xLabel, const QString& yLabel) {
+    plot.setAxisLabels(xLabel, yLabel);
+    plot.setColors(kDataColor, kBarBorder);
 }
 
 // Around all finite values, with room above and below.
@@ -57,21 +54,22 @@ void showTraceRange(BarChartWidget& plot, const QList<double>& values) {
 
 CorrelationPlots::CorrelationPlots(QWidget* parent) : QSplitter(Qt::Vertical, parent) {
     setChildrenCollapsible(false);
+    integrated = addCaptionedPlot(this, tr("Integrated histogram"), "integratedPlot", kLeastHistogramSize);
+    instant = addCaptionedPlot(this, tr("Instantaneous histogram"), "instantPlot", kLeastHistogramSize);
+    counts = addCaptionedPlot(this, tr("Count traces"), "countPlot", kLeastTraceSize);
+    trace = addCaptionedPlot(this, tr("Analysis trace"), "tracePlot", kLeastTraceSize);
     const QString lag = tr("Lag (ns), target - source");
-    integrated = makeLabelledPlot("integratedPlot", kLeastHistogramSize, lag, tr("Pairs"));
-    instant = makeLabelledPlot("instantPlot", kLeastHistogramSize, lag, tr("Pairs (window)"));
-    counts = makeLabelledPlot("countPlot", kLeastTraceSize, tr("Time (s)"), tr("Rate (Hz)"));
-    trace = makeLabelledPlot("tracePlot", kLeastTraceSize, tr("Time (s)"), tr("Analysis value"));
-    integratedCell = addCaptionedPlot(this, tr("Integrated histogram"), integrated);
-    instantCell = addCaptionedPlot(this, tr("Instantaneous histogram"), instant);
-    addCaptionedPlot(this, tr("Count traces"), counts)->hide();
-    traceCell = addCaptionedPlot(this, tr("Analysis trace"), trace);
+    prepare(*integrated, lag, tr("Pairs"));
+    prepare(*instant, lag, tr("Pairs (window)"));
+    prepare(*counts, tr("Time (s)"), tr("Rate (Hz)"));
+    prepare(*trace, tr("Time (s)"), tr("Analysis value"));
+    counts->parentWidget()->hide();
 }
 
 void CorrelationPlots::arrange(const CorrelationSettings& settings) {
-    integratedCell->setVisible(settings.viewIntegrated);
-    instantCell->setVisible(settings.viewInstant);
-    traceCell->setVisible(settings.viewParameters);
+    integrated->parentWidget()->setVisible(settings.viewIntegrated);
+    instant->parentWidget()->setVisible(settings.viewInstant);
+    trace->parentWidget()->setVisible(settings.viewParameters);
 }
 
 BarChartWidget* CorrelationPlots::primaryPlot(const CorrelationSettings& settings) const {

@@ -39,9 +39,6 @@ private:
     BarChartWidget* instant = nullptr;
     BarChartWidget* counts = nullptr; // never shown
     BarChartWidget* trace = nullptr;
-    QWidget* integratedCell = nullptr;
-    QWidget* instantCell = nullptr;
-    QWidget* traceCell = nullptr;
 };
 
 } // namespace qorn::timetagger::gui

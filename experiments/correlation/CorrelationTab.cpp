@@ -31,9 +31,10 @@ constexpr double kPsPerSecond = 1e12;
 
 CorrelationTab::CorrelationTab(QWidget* parent)
     : ExperimentTab(parent), refreshTimer(new QTimer(this)), noticeTimer(new QTimer(this)) {
-    controls = new CorrelationControls;
-    column = new ControlColumn(controls, kControlsWidth);
-    layOutBesideControls(this, column, createResults());
+    QSplitter* sides = layOutBesideControls(this);
+    column = new ControlColumn(kControlsWidth, sides);
+    controls = new CorrelationControls(column->place());
+    createResults(sides);
 
     connect(controls, &CorrelationControls::settingsChanged, this, &CorrelationTab::onSettingsChanged);
     connect(controls, &CorrelationControls::viewsChanged, this, &CorrelationTab::onViewsChanged);
@@ -46,21 +47,17 @@ CorrelationTab::CorrelationTab(QWidget* parent)
 }
 
 // The plots scroll where a window is too small for all that are shown.
-QWidget* CorrelationTab::createResults() {
-    auto* side = new QWidget(this);
-    plots = new CorrelationPlots;
-    plots->arrange(engine.settings());
-    statistics = new StatisticsTable(side);
-    auto* results = new QSplitter(Qt::Vertical, side);
+void CorrelationTab::createResults(QSplitter* sides) {
+    QVBoxLayout* side = layOutResults(sides);
+    auto* results = new QSplitter(Qt::Vertical, side->parentWidget());
     results->setChildrenCollapsible(false);
-    results->addWidget(scrolling(plots, kLeastPlotsSize));
-    results->addWidget(statistics);
+    plots = new CorrelationPlots(makeScrolling(kLeastPlotsSize, results)->place());
+    plots->arrange(engine.settings());
+    statistics = new StatisticsTable(results);
     results->setStretchFactor(0, 1);
     results->setStretchFactor(1, 0);
-    auto* sideLayout = layOutResults(side);
-    sideLayout->addWidget(results, 1);
-    sideLayout->addWidget(createMeasurementToolbar(side, false, false), 0);
-    return side;
+    side->addWidget(results, 1);
+    side->addWidget(createMeasurementToolbar(side->parentWidget(), false, false), 0);
 }
 
 BarChartWidget* CorrelationTab::plotWidget() const {

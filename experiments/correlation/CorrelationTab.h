@@ -8,6 +8,7 @@
 #include "CorrelationTexts.h"
 #include "ExperimentTab.h"
 
+class QSplitter;
 class QTimer;
 
 namespace qorn::timetagger::gui {
@@ -44,7 +45,7 @@ public Q_SLOTS:
     void onMeasureOffset();
 
 private:
-    QWidget* createResults();
+    void createResults(QSplitter* sides);
     void onSettingsChanged();
     void onViewsChanged();
     void onDisplayChanged();

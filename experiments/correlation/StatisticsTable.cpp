@@ -25,7 +25,6 @@ StatisticsTable::StatisticsTable(QWidget* parent)
     setAlternatingRowColors(true);
     setWordWrap(false);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Maximum);
-    setStyleSheet(QStringLiteral("QTableView::item { padding: 0 4px; border: none; }"));
     for (int row = 0; row < rowCount(); ++row) {
         for (int column = 0; column < kColumns; ++column) {
             setItem(row, column, new QTableWidgetItem);

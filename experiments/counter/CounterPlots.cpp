@@ -39,22 +39,20 @@ void showRanges(BarChartWidget& plot, const AxisRange& x, const AxisRange& y) {
 
 CounterPlots::CounterPlots(QWidget* parent) : QSplitter(Qt::Vertical, parent) {
     setChildrenCollapsible(false);
-    trace = makePlot("tracePlot", {320, 220});
+    trace = addCaptionedPlot(this, tr("Counter trace"), "tracePlot", {320, 220}, 2);
     trace->setColors(QColor(0x40, 0x96, 0x78), QColor(0x22, 0x69, 0x52));
-    histogram = makePlot("histogramPlot", {320, 180});
+    histogram = addCaptionedPlot(this, tr("Count histogram"), "histogramPlot", {320, 180});
     histogram->setColors(QColor(0x50, 0xc8, 0xa0), QColor(0x28, 0x78, 0x64));
-    coincidences = makePlot("coincidenceTracePlot", {320, 220}); // for a legend of six pairs
-    addCaptionedPlot(this, tr("Counter trace"), trace, 2);
-    histogramColumn = addCaptionedPlot(this, tr("Count histogram"), histogram, 1);
-    coincidenceColumn = addCaptionedPlot(this, tr("Coincidence trace"), coincidences, 1);
+    constexpr QSize kSixPairs{320, 220}; // the room of their legend
+    coincidences = addCaptionedPlot(this, tr("Coincidence trace"), "coincidenceTracePlot", kSixPairs);
 }
 
 void CounterPlots::arrange(const CounterSettings& settings) {
     setOrientation(settings.split == CounterSettings::PlotSplit::Horizontal && settings.coincidenceEnabled
                        ? Qt::Horizontal
                        : Qt::Vertical);
-    histogramColumn->setVisible(settings.showHistogram);
-    coincidenceColumn->setVisible(settings.coincidenceEnabled);
+    histogram->parentWidget()->setVisible(settings.showHistogram);
+    coincidences->parentWidget()->setVisible(settings.coincidenceEnabled);
 }
 
 void CounterPlots::showCounts(const CounterEngine& engine) {

@@ -38,8 +38,6 @@ private:
     BarChartWidget* trace = nullptr;
     BarChartWidget* histogram = nullptr;
     BarChartWidget* coincidences = nullptr;
-    QWidget* histogramColumn = nullptr;
-    QWidget* coincidenceColumn = nullptr;
 };
 
 } // namespace qorn::timetagger::gui

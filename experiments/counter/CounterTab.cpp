@@ -8,6 +8,7 @@
 #include "TabLayout.h"
 
 #include <QEvent>
+#include <QSplitter>
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -40,13 +41,14 @@ QStringList logRow(const CounterEngine::Taken& taken, const UiCounterSample& sam
 } // namespace
 
 CounterTab::CounterTab(QWidget* parent) : ExperimentTab(parent), renderTimer(new QTimer(this)) {
-    controls = new CounterControls;
-    column = new ControlColumn(controls, kControlsWidth);
+    QSplitter* sides = layOutBesideControls(this);
+    column = new ControlColumn(kControlsWidth, sides);
+    controls = new CounterControls(column->place());
     column->showStatus(tr("idle"));
     connect(controls, &CounterControls::settingsChanged, this, &CounterTab::onSettingsChanged);
     connect(controls, &CounterControls::resetMaxRequested, this, &CounterTab::resetMax);
 
-    layOutBesideControls(this, column, createPlotSide());
+    createPlotSide(sides);
 
     renderTimer->setSingleShot(true);
     connect(renderTimer, &QTimer::timeout, this, &CounterTab::renderPending);
@@ -55,13 +57,12 @@ CounterTab::CounterTab(QWidget* parent) : ExperimentTab(parent), renderTimer(new
 }
 
 // The plots scroll where a window is too small for all that are shown.
-QWidget* CounterTab::createPlotSide() {
-    auto* side = new QWidget(this);
-    plots = new CounterPlots;
-    auto* sideLayout = layOutResults(side);
-    sideLayout->addWidget(scrolling(plots, kLeastPlotsSize), 1);
-    sideLayout->addWidget(createMeasurementToolbar(side, true, false), 0);
-    return side;
+void CounterTab::createPlotSide(QSplitter* sides) {
+    QVBoxLayout* side = layOutResults(sides);
+    LateScrollArea* area = makeScrolling(kLeastPlotsSize, side->parentWidget());
+    plots = new CounterPlots(area->place());
+    side->addWidget(area, 1);
+    side->addWidget(createMeasurementToolbar(side->parentWidget(), true, false), 0);
 }
 
 BarChartWidget* CounterTab::plotWidget() const {

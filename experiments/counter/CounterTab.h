@@ -7,6 +7,7 @@
 #include "CounterTagEngine.h"
 #include "ExperimentTab.h"
 
+class QSplitter;
 class QTimer;
 
 namespace qorn::timetagger::gui {
@@ -47,7 +48,7 @@ protected:
     bool event(QEvent* event) override;
 
 private:
-    QWidget* createPlotSide();
+    void createPlotSide(QSplitter* sides);
     void takeSettings(const CounterSettings& settings);
     void onSettingsChanged();
     void resetCounters();

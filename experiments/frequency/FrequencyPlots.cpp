@@ -20,12 +20,6 @@ constexpr double kPsPerNs = 1000.0;
 constexpr AxisRange kFallbackRange{-1.0, 1.0}; // of values that span nothing
 constexpr QSize kLeastPlotSize{320, 230};      // for the longest of the Y labels
 
-BarChartWidget* makeColoredPlot(const char* name, const QColor& fill, const QColor& border) {
-    BarChartWidget* plot = makePlot(name, kLeastPlotSize);
-    plot->setColors(fill, border);
-    return plot;
-}
-
 AxisRange rangeOf(const QList<double>& values) {
     AxisRange range{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
     for (const double value : values) {
@@ -79,18 +73,18 @@ QString frequencyText(double hz) {
 
 FrequencyPlots::FrequencyPlots(QWidget* parent) : QSplitter(Qt::Vertical, parent) {
     setChildrenCollapsible(false);
-    frequency = makeColoredPlot("frequencyPlot", QColor(0x40, 0x96, 0x78), QColor(0x22, 0x69, 0x52));
-    drift = makeColoredPlot("driftPlot", QColor(0xd5, 0x7b, 0x1d), QColor(0x96, 0x55, 0x12));
-    period = makeColoredPlot("periodPlot", QColor(0x50, 0xc8, 0xa0), QColor(0x28, 0x78, 0x64));
-    frequencyCell = addCaptionedPlot(this, tr("Frequency offset from base"), frequency);
-    driftCell = addCaptionedPlot(this, tr("Frequency drift vs. base"), drift);
-    periodCell = addCaptionedPlot(this, tr("Time-difference histogram"), period);
+    frequency = addCaptionedPlot(this, tr("Frequency offset from base"), "frequencyPlot", kLeastPlotSize);
+    drift = addCaptionedPlot(this, tr("Frequency drift vs. base"), "driftPlot", kLeastPlotSize);
+    period = addCaptionedPlot(this, tr("Time-difference histogram"), "periodPlot", kLeastPlotSize);
+    frequency->setColors(QColor(0x40, 0x96, 0x78), QColor(0x22, 0x69, 0x52));
+    drift->setColors(QColor(0xd5, 0x7b, 0x1d), QColor(0x96, 0x55, 0x12));
+    period->setColors(QColor(0x50, 0xc8, 0xa0), QColor(0x28, 0x78, 0x64));
 }
 
 void FrequencyPlots::arrange(const FrequencySettings& settings) {
-    frequencyCell->setVisible(settings.showOffsetPlot);
-    driftCell->setVisible(settings.showDriftPlot);
-    periodCell->setVisible(settings.showHistogramPlot);
+    frequency->parentWidget()->setVisible(settings.showOffsetPlot);
+    drift->parentWidget()->setVisible(settings.showDriftPlot);
+    period->parentWidget()->setVisible(settings.showHistogramPlot);
 }
 
 void FrequencyPlots::clearStatLines() {

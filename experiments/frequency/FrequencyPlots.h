@@ -33,9 +33,6 @@ private:
     BarChartWidget* frequency = nullptr;
     BarChartWidget* drift = nullptr;
     BarChartWidget* period = nullptr;
-    QWidget* frequencyCell = nullptr;
-    QWidget* driftCell = nullptr;
-    QWidget* periodCell = nullptr;
 };
 
 } // namespace qorn::timetagger::gui

@@ -6,6 +6,7 @@
 #include "FrequencyPlots.h"
 #include "TabLayout.h"
 
+#include <QSplitter>
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -33,8 +34,9 @@ QStringList logRow(const FrequencyEngine::Bin& bin, int channel) {
 } // namespace
 
 FrequencyTab::FrequencyTab(QWidget* parent) : ExperimentTab(parent), timer(new QTimer(this)) {
-    controls = new FrequencyControls;
-    layOutBesideControls(this, new ControlColumn(controls, kControlsWidth), createPlotSide());
+    QSplitter* sides = layOutBesideControls(this);
+    controls = new FrequencyControls((new ControlColumn(kControlsWidth, sides))->place());
+    createPlotSide(sides);
 
     timer->setInterval(kRefreshMs);
     connect(timer, &QTimer::timeout, this, &FrequencyTab::refreshPlots);
@@ -43,13 +45,12 @@ FrequencyTab::FrequencyTab(QWidget* parent) : ExperimentTab(parent), timer(new Q
 }
 
 // The plots scroll where a window is too small for all that are shown.
-QWidget* FrequencyTab::createPlotSide() {
-    auto* side = new QWidget(this);
-    plots = new FrequencyPlots;
-    auto* sideLayout = layOutResults(side);
-    sideLayout->addWidget(scrolling(plots, kLeastPlotsSize), 1);
-    sideLayout->addWidget(createMeasurementToolbar(side, false, false), 0);
-    return side;
+void FrequencyTab::createPlotSide(QSplitter* sides) {
+    QVBoxLayout* side = layOutResults(sides);
+    LateScrollArea* area = makeScrolling(kLeastPlotsSize, side->parentWidget());
+    plots = new FrequencyPlots(area->place());
+    side->addWidget(area, 1);
+    side->addWidget(createMeasurementToolbar(side->parentWidget(), false, false), 0);
 }
 
 BarChartWidget* FrequencyTab::plotWidget() const {

@@ -5,6 +5,7 @@
 #include "ExperimentTab.h"
 #include "FrequencyEngine.h"
 
+class QSplitter;
 class QTimer;
 
 namespace qorn::timetagger::gui {
@@ -36,7 +37,7 @@ public Q_SLOTS:
     void onTagsBatch(const QList<qorn::timetagger::gui::UiTimeTag>& tags) override;
 
 private:
-    QWidget* createPlotSide();
+    void createPlotSide(QSplitter* sides);
     void onSettingsChanged();
     void resetAll();
     void refreshPlots();

@@ -2,6 +2,7 @@
 
 #include "ChoiceBox.h"
 #include "CoincidenceCounts.h"
+#include "LateWidget.h"
 #include "PairWindowTable.h"
 
 #include <QCheckBox>
@@ -27,18 +28,29 @@ QString numbered(const char* key, std::size_t index) {
     return QLatin1String(key) + QString::number(index + 1);
 }
 
-QWidget* sideBySide(const WindowBoxes& boxes, QWidget* parent) {
-    auto* row = new QWidget(parent);
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(boxes.center, 1);
-    layout->addWidget(boxes.width, 1);
-    // The boxes take any width, and a usual number with its unit is to be read in both.
-    boxes.center->ensurePolished();
-    const int least = boxes.center->fontMetrics().horizontalAdvance(boxes.center->text()) + kBesideNumber;
-    row->setMinimumWidth(2 * least + layout->spacing());
-    return row;
-}
+// Two boxes side by side. They take any width, and a usual number with its unit is to be read in both.
+class WindowRow : public LateWidget {
+public:
+    WindowRow(const WindowBoxes& boxes, QWidget* parent) : LateWidget(parent), center(boxes.center) {
+        auto* row = new QHBoxLayout(this);
+        row->setContentsMargins(0, 0, 0, 0);
+        row->addWidget(boxes.center, 1);
+        row->addWidget(boxes.width, 1);
+    }
+
+protected:
+    bool event(QEvent* event) override {
+        if (event->type() == QEvent::Polish) {
+            center->ensurePolished(); // before that it does not know its font
+            const int least = center->fontMetrics().horizontalAdvance(center->text()) + kBesideNumber;
+            setMinimumWidth(2 * least + layout()->spacing());
+        }
+        return LateWidget::event(event);
+    }
+
+private:
+    QDoubleSpinBox* center;
+};
 
 } // namespace
 
@@ -110,8 +122,8 @@ QWidget* MultiCorrelationControls::createWindows() {
     const PairWindows shown;
     allA = WindowBoxes::make(QStringLiteral("allCenterA"), QStringLiteral("allWidthA"), shown.a, group);
     allB = WindowBoxes::make(QStringLiteral("allCenterB"), QStringLiteral("allWidthB"), shown.b, group);
-    form->addRow(tr("All A"), sideBySide(allA, group));
-    form->addRow(tr("All B"), sideBySide(allB, group));
+    form->addRow(tr("All A"), new WindowRow(allA, group));
+    form->addRow(tr("All B"), new WindowRow(allB, group));
     auto* apply = new QPushButton(tr("Apply A/B to all pairs"), group);
     apply->setObjectName(QStringLiteral("applyToAll"));
     connect(apply, &QPushButton::clicked, this, &MultiCorrelationControls::applyWindowsToAll);

@@ -6,6 +6,7 @@
 #include "TabLayout.h"
 
 #include <QLabel>
+#include <QSplitter>
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -41,8 +42,9 @@ MultiCorrelationTab::MultiCorrelationTab(QWidget* parent)
             requestTrace();
         }
     });
-    controls = new MultiCorrelationControls;
-    layOutBesideControls(this, scrolling(controls, kLeastControlsSize), createPlotSide());
+    QSplitter* sides = layOutBesideControls(this);
+    controls = new MultiCorrelationControls(makeScrolling(kLeastControlsSize, sides)->place());
+    createPlotSide(sides);
     connect(controls, &MultiCorrelationControls::settingsChanged, this,
             &MultiCorrelationTab::onSettingsChanged);
     connect(controls, &MultiCorrelationControls::autoRemoveOffsetsRequested, this,
@@ -51,25 +53,22 @@ MultiCorrelationTab::MultiCorrelationTab(QWidget* parent)
     status->setText(tr("idle"));
 }
 
-QWidget* MultiCorrelationTab::createPlotSide() {
-    auto* side = new QWidget(this);
+void MultiCorrelationTab::createPlotSide(QSplitter* sides) {
+    QVBoxLayout* column = layOutResults(sides);
+    QWidget* side = column->parentWidget();
     banner = new QLabel(tr("Data reduction active"), side);
     banner->setObjectName(QStringLiteral("banner"));
     banner->setStyleSheet(QStringLiteral("QLabel { background:#332b12; color:#ffd166; border:1px solid "
                                          "#d09b2c; padding:6px 8px; font-weight:600; }"));
     banner->setWordWrap(true);
     banner->hide();
-    plots = new MultiCorrelationPlots;
-    status = new QLabel(side);
-    status->setObjectName(QStringLiteral("status"));
-    status->setStyleSheet(QStringLiteral("font-family: monospace;"));
-    status->setWordWrap(true);
-    auto* column = layOutResults(side);
+    LateScrollArea* area = makeScrolling(kLeastPlotsSize, side);
+    plots = new MultiCorrelationPlots(area->place());
+    status = makeStatusLabel(side);
     column->addWidget(banner, 0);
-    column->addWidget(scrolling(plots, kLeastPlotsSize), 1);
+    column->addWidget(area, 1);
     column->addWidget(status, 0);
     column->addWidget(createMeasurementToolbar(side, false, false), 0);
-    return side;
 }
 
 BarChartWidget* MultiCorrelationTab::plotWidget() const {

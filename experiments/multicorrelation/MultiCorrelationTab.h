@@ -9,6 +9,7 @@
 #include <QElapsedTimer>
 
 class QLabel;
+class QSplitter;
 class QTimer;
 
 namespace qorn::timetagger::gui {
@@ -38,7 +39,7 @@ public Q_SLOTS:
     void autoRemoveOffsets();
 
 private:
-    QWidget* createPlotSide();
+    void createPlotSide(QSplitter* sides);
     void onSettingsChanged();
     void resetAccumulators();
     void renderHistogram();

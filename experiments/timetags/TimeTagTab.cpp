@@ -3,6 +3,7 @@
 #include "BarChartWidget.h"
 #include "ChannelColors.h"
 #include "ChoiceBox.h"
+#include "TabLayout.h"
 #include "TraceThinning.h"
 
 #include <QDoubleSpinBox>
@@ -78,9 +79,7 @@ QWidget* TimeTagTab::createControls() {
     plotForm->addRow(tr("Channels"), groupBox);
     plotForm->addRow(tr("Scaling"), scaleBox);
 
-    status = new QLabel(controls);
-    status->setStyleSheet(QStringLiteral("font-family: monospace;"));
-    status->setWordWrap(true);
+    status = makeStatusLabel(controls);
     // What it tells changes all the time, and the width of the controls does not.
     QSizePolicy wrapped(QSizePolicy::Ignored, QSizePolicy::Preferred);
     wrapped.setHeightForWidth(true);

@@ -79,7 +79,7 @@ struct Stage {
 
     QLabel* status() const {
         for (QLabel* label : tab.findChildren<QLabel*>()) {
-            if (label->styleSheet() == QStringLiteral("font-family: monospace;")) {
+            if (label->objectName() == QLatin1String("status")) {
                 return label;
             }
         }
