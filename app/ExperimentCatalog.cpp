@@ -11,13 +11,13 @@ namespace qorn::timetagger::gui {
 namespace {
 
 template <typename Tab>
-ExperimentTab* make() {
-    return new Tab;
+ExperimentTab* make(QWidget* parent) {
+    return new Tab(parent);
 }
 
 struct CatalogRow {
     const char* type;
-    ExperimentTab* (*create)();
+    ExperimentTab* (*create)(QWidget* parent);
     bool offered = true; // to the operator; others come with a configuration file only
 };
 
@@ -31,15 +31,24 @@ constexpr CatalogRow kCatalog[] = {
     {QT_TRANSLATE_NOOP("ExperimentType", "Time tags"), make<TimeTagTab>},
 };
 
-} // namespace
-
-ExperimentTab* createExperiment(const QString& type) {
+const CatalogRow* rowOf(const QString& type) {
     for (const CatalogRow& row : kCatalog) {
         if (type == QLatin1String(row.type)) {
-            return row.create();
+            return &row;
         }
     }
     return nullptr;
+}
+
+} // namespace
+
+ExperimentTab* createExperiment(const QString& type, QWidget* parent) {
+    const CatalogRow* row = rowOf(type);
+    return row != nullptr ? row->create(parent) : nullptr;
+}
+
+bool isExperimentType(const QString& type) {
+    return rowOf(type) != nullptr;
 }
 
 QStringList offeredExperimentTypes() {

@@ -12,10 +12,12 @@
 #include "ExperimentCatalog.h"
 #include "ExperimentTab.h"
 #include "ExperimentTypeText.h"
+#include "MeasurementFileNames.h"
 #include "MeasurementScheduler.h"
 #include "NewExperimentDialog.h"
 #include "PlotScheme.h"
 #include "SetupPage.h"
+#include "SleepingTabs.h"
 #include "SplitView.h"
 #include "ThemeStyle.h"
 #include "WarningBox.h"
@@ -74,6 +76,8 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), themeName(QLatin1
     pages = new QStackedWidget(this);
     setup = new SetupPage(pages);
     buildWorkspace();
+    sleepingTabs = new SleepingTabs(
+        *tabs, [this](const SavedExperiment& saved) { return makeExperiment(saved); }, this);
     pages->addWidget(setup);
     pages->addWidget(workspace);
     setCentralWidget(pages);
@@ -229,7 +233,7 @@ void MainWindow::onDeviceOpened(const QString& identity) {
         setStatusFlag(clockOutFlag, tr("Clock out: remote source"), FlagState::Muted);
     }
     if (tabs->count() == 0) {
-        addExperimentTab(createExperiment(QStringLiteral("Counter")));
+        addExperimentTab(createExperiment(QStringLiteral("Counter"), tabs->pageParent()));
     }
     updateAllLogContexts();
     updateActionStates();
@@ -307,16 +311,15 @@ void MainWindow::activate(ExperimentTab* tab) {
 void MainWindow::onAddExperiment() {
     NewExperimentDialog dialog(offeredExperimentTypes(), this);
     if (dialog.exec() == QDialog::Accepted) {
-        addExperimentTab(createExperiment(dialog.selectedType()));
+        addExperimentTab(createExperiment(dialog.selectedType(), tabs->pageParent()));
     }
 }
 
-void MainWindow::addExperimentTab(ExperimentTab* tab) {
-    if (tab == nullptr) {
-        return;
-    }
-    const QString title =
-        QStringLiteral("%1 %2").arg(experimentTypeText(tab->experimentType())).arg(++tabCounter);
+QString MainWindow::nextTitle(const QString& type) {
+    return QStringLiteral("%1 %2").arg(experimentTypeText(type)).arg(++tabCounter);
+}
+
+void MainWindow::adopt(ExperimentTab* tab) {
     connect(tab, &ExperimentTab::startRequested, this, [this, tab] { scheduler->startExperiment(tab); });
     connect(tab, &ExperimentTab::pauseRequested, this, [this, tab] { scheduler->pauseExperiment(tab); });
     connect(tab, &ExperimentTab::cancelRequested, this, [this, tab] { scheduler->cancelExperiment(tab); });
@@ -324,7 +327,14 @@ void MainWindow::addExperimentTab(ExperimentTab* tab) {
     connect(tab, &ExperimentTab::splitRequested, this, [this, tab] { openSplitView(tab); });
     applyPlotScheme(tab);
     updateLogContext(tab);
-    tabs->setCurrentIndex(tabs->addTab(tab, title));
+}
+
+void MainWindow::addExperimentTab(ExperimentTab* tab) {
+    if (tab == nullptr) {
+        return;
+    }
+    adopt(tab);
+    tabs->setCurrentIndex(tabs->addTab(tab, nextTitle(tab->experimentType())));
     activate(tab);
 }
 
@@ -336,6 +346,7 @@ void MainWindow::openSplitView(ExperimentTab* tab) {
 }
 
 void MainWindow::closeExperimentTab(int index) {
+    sleepingTabs->wake(index);
     auto* tab = qobject_cast<ExperimentTab*>(tabs->widget(index));
     if (tab == nullptr) {
         return;
@@ -425,6 +436,7 @@ bool MainWindow::saveConfigFile(const QString& path, bool saveUi, bool saveExper
         configuration.ui = collectUiConfig();
     }
     if (saveExperiments) {
+        sleepingTabs->wakeAll();
         configuration.experiments = collectExperimentsConfig();
     }
     return writeConfiguration(path, configuration);
@@ -435,26 +447,39 @@ bool MainWindow::loadConfigFile(const QString& path) {
     if (!configuration) {
         return false;
     }
+    const QJsonObject ui = configuration->ui.value_or(QJsonObject());
     if (configuration->experiments) { // first: the current tab below is one of these
-        applyExperimentsConfig(*configuration->experiments);
+        applyExperimentsConfig(*configuration->experiments, ui.value(QLatin1String("currentTab")).toInt(-1));
     }
-    if (configuration->ui) {
-        applyUiConfig(*configuration->ui);
-    }
+    applyUiConfig(ui);
     return true;
 }
 
-void MainWindow::applyExperimentsConfig(const QJsonArray& array) {
+void MainWindow::applyExperimentsConfig(const QJsonArray& array, int current) {
     closeAllExperiments();
+    QList<SavedExperiment> saved;
     for (const auto& value : array) {
         const QJsonObject entry = value.toObject();
-        if (ExperimentTab* tab = createExperiment(entry.value(QLatin1String("type")).toString())) {
-            tab->loadConfig(entry.value(QLatin1String("config")).toObject());
-            tab->loadSharedConfig(entry.value(QLatin1String("sharedConfig")).toObject());
-            addExperimentTab(tab);
+        const QString type = entry.value(QLatin1String("type")).toString();
+        if (isExperimentType(type)) {
+            const QString key = settingsKeyFor(type);
+            SharedSettings shared = SharedSettings::load(key);
+            shared.takeJson(entry.value(QLatin1String("sharedConfig")).toObject());
+            shared.save(key);
+            saved.append({type, nextTitle(type), entry.value(QLatin1String("config")).toObject(), shared});
         }
     }
-    updateActionStates();
+    sleepingTabs->add(saved, current);
+    activate(qobject_cast<ExperimentTab*>(tabs->currentWidget()));
+}
+
+// Ready for its place.
+ExperimentTab* MainWindow::makeExperiment(const SavedExperiment& saved) {
+    ExperimentTab* tab = createExperiment(saved.type, tabs->pageParent());
+    tab->loadConfig(saved.config);
+    tab->setSharedSettings(saved.shared);
+    adopt(tab);
+    return tab;
 }
 
 void MainWindow::applyUiConfig(const QJsonObject& object) {

@@ -32,7 +32,9 @@ class DeviceActions;
 class DeviceController;
 class MeasurementScheduler;
 class SetupPage;
+class SleepingTabs;
 class SplitView;
+struct SavedExperiment;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -100,6 +102,10 @@ private:
     void updateLogContext(ExperimentTab* tab);
     void updateAllLogContexts();
     void activate(ExperimentTab* tab);
+    // What a tab needs before it gets its place.
+    void adopt(ExperimentTab* tab);
+    QString nextTitle(const QString& type);
+    ExperimentTab* makeExperiment(const SavedExperiment& saved);
     void applyPlotScheme(ExperimentTab* tab);
     void openSplitView(ExperimentTab* tab);
 
@@ -107,7 +113,8 @@ private:
     QJsonObject collectUiConfig() const;
     QJsonArray collectExperimentsConfig() const;
     void applyUiConfig(const QJsonObject& object);
-    void applyExperimentsConfig(const QJsonArray& array);
+    // `current` is the index of the tab that is shown then; the last one where there is none.
+    void applyExperimentsConfig(const QJsonArray& array, int current);
     void saveConfigAs(const QString& title, const QString& done, bool saveUi, bool saveExperiments);
 
     DeviceController* controller = nullptr;
@@ -117,6 +124,7 @@ private:
     SetupPage* setup = nullptr;
     QWidget* workspace = nullptr;
     DetachableTabWidget* tabs = nullptr;
+    SleepingTabs* sleepingTabs = nullptr;
     QToolBar* mainToolbar = nullptr;
     QLabel* connectionLabel = nullptr;
     QLabel* calibrationFlag = nullptr;

@@ -9,6 +9,8 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QPointer>
+#include <QScrollArea>
+#include <QStackedWidget>
 #include <QTabBar>
 #include <QToolButton>
 
@@ -20,16 +22,29 @@ namespace {
 constexpr int kAddButtonSize = 28;
 constexpr int kAddButtonGap = 4;
 
+// Lets a docked page scroll where the main window has less room for it than it needs.
+class PaneArea : public QScrollArea {
+public:
+    PaneArea(QWidget* page, QWidget* parent) : QScrollArea(parent) {
+        setFrameShape(QFrame::NoFrame);
+        setWidgetResizable(true);
+        setWidget(page);
+        page->show(); // a page that was not the current one
+    }
+    QSize sizeHint() const override { return widget() != nullptr ? widget()->sizeHint() : QSize(); }
+};
+
 // Holds one detached page; closing it gives the page back to where it came from.
 class DetachedDock : public QDockWidget {
 public:
     DetachedDock(DetachableTabWidget* tabs, QWidget* detachedPage, const QString& title, QWidget* parent)
-        : QDockWidget(title, parent), origin(tabs), page(detachedPage), tabTitle(title) {
+        : QDockWidget(title, parent), origin(tabs), page(detachedPage),
+          area(new PaneArea(detachedPage, this)), tabTitle(title) {
         setObjectName(QStringLiteral("ExperimentDock"));
         setAttribute(Qt::WA_DeleteOnClose);
         setAllowedAreas(Qt::AllDockWidgetAreas);
         setFeatures(DockWidgetClosable | DockWidgetMovable | DockWidgetFloatable);
-        setWidget(page);
+        setWidget(area);
         // A page that is deleted in here takes its empty dock along.
         connect(page, &QObject::destroyed, this, &QObject::deleteLater);
     }
@@ -41,7 +56,7 @@ protected:
     void closeEvent(QCloseEvent* event) override {
         if (page != nullptr && origin != nullptr) {
             disconnect(page, &QObject::destroyed, this, nullptr);
-            setWidget(nullptr);
+            area->takeWidget();
             origin->reattach(page, tabTitle);
             page = nullptr;
         }
@@ -51,6 +66,7 @@ protected:
 private:
     QPointer<DetachableTabWidget> origin;
     QPointer<QWidget> page;
+    PaneArea* area;
     QString tabTitle;
 };
 
@@ -92,6 +108,10 @@ DetachableTabWidget::DetachableTabWidget(QWidget* parent) : QTabWidget(parent) {
     repositionAddButton();
 }
 
+QWidget* DetachableTabWidget::pageParent() const {
+    return findChild<QStackedWidget*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
 QList<QWidget*> DetachableTabWidget::detachedPages() const {
     QList<QWidget*> pages;
     for (const DetachedDock* dock : docksOf(this)) {
@@ -108,10 +128,11 @@ void DetachableTabWidget::reattachAll() {
 
 void DetachableTabWidget::detachTab(int index) {
     auto* mainWindow = qobject_cast<QMainWindow*>(window());
-    QWidget* page = widget(index);
-    if (page == nullptr || mainWindow == nullptr) {
+    if (widget(index) == nullptr || mainWindow == nullptr) {
         return;
     }
+    Q_EMIT aboutToDetach(index);
+    QWidget* page = widget(index);
     const QString title = tabText(index);
     const QSize pageSize = page->size();
     removeTab(index);
@@ -131,10 +152,13 @@ bool DetachableTabWidget::eventFilter(QObject* object, QEvent* event) {
         showTabMenu(*static_cast<QContextMenuEvent*>(event));
         return true;
     }
-    // A new title, font or style moves the end of the bar without any of the calls below.
-    const bool barChanged = event->type() == QEvent::Resize || event->type() == QEvent::Move;
+    // A new title, font or style moves the end of the bar without any of the calls below. The bar lays out
+    // its tabs only when it has had the event itself.
+    const bool barChanged = event->type() == QEvent::Resize || event->type() == QEvent::Move ||
+                            event->type() == QEvent::StyleChange || event->type() == QEvent::FontChange;
     if (object == tabBar() && barChanged) {
         repositionAddButton();
+        QMetaObject::invokeMethod(this, &DetachableTabWidget::repositionAddButton, Qt::QueuedConnection);
     }
     return QTabWidget::eventFilter(object, event);
 }

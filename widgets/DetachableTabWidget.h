@@ -18,6 +18,8 @@ class DetachableTabWidget : public QTabWidget {
 public:
     explicit DetachableTabWidget(QWidget* parent = nullptr);
 
+    // The parent that every page gets; a page that is made in it need not move.
+    QWidget* pageParent() const;
     // Pages that stand in docks now, in the order in which they left.
     QList<QWidget*> detachedPages() const;
     // Brings every detached page back as a tab under its old title.
@@ -30,6 +32,8 @@ public:
 Q_SIGNALS:
     // The "+" button was pressed.
     void addRequested();
+    // The page at an index is about to leave the bar; it may still be replaced by another.
+    void aboutToDetach(int index);
 
 public Q_SLOTS:
     // Moves a tab's page into a floating dock of the main window around this widget. Nothing happens for an

@@ -95,12 +95,13 @@ bool WindowStage::connectUnit() {
 }
 
 gui::ExperimentTab& WindowStage::addTab(const char* type) {
-    gui::ExperimentTab* tab = gui::createExperiment(QString::fromUtf8(type));
+    gui::ExperimentTab* tab = gui::createExperiment(QString::fromUtf8(type), tabs().pageParent());
     main->addExperimentTab(tab);
     return *tab;
 }
 
 gui::ExperimentTab& WindowStage::tab(int index) {
+    waitUntil([&] { return qobject_cast<gui::ExperimentTab*>(tabs().widget(index)) != nullptr; });
     return *qobject_cast<gui::ExperimentTab*>(tabs().widget(index));
 }
 
@@ -117,12 +118,8 @@ bool WindowStage::canPress(gui::ExperimentTab& tab, const char* action) {
 }
 
 QString WindowStage::statusOf(const gui::ExperimentTab& tab) {
-    for (const QLabel* label : tab.findChildren<QLabel*>()) {
-        if (label->styleSheet() == QStringLiteral("font-family: monospace;")) {
-            return label->text();
-        }
-    }
-    return {};
+    const auto* label = tab.findChild<QLabel*>(QStringLiteral("status"));
+    return label != nullptr ? label->text() : QString();
 }
 
 bool WindowStage::waitForData(gui::ExperimentTab& tab) {

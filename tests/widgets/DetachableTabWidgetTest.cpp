@@ -9,10 +9,13 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QPointer>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTabBar>
 #include <QTest>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 #include <gtest/gtest.h>
 
@@ -71,7 +74,8 @@ TEST(DetachableTabWidget, DetachedPageStandsInAFloatingDockWithItsTitleAndSize) 
     const QDockWidget* dock = workspace.docks().front();
     EXPECT_EQ(dock->objectName(), QStringLiteral("ExperimentDock"));
     EXPECT_EQ(dock->windowTitle(), QStringLiteral("Counter 1"));
-    EXPECT_EQ(dock->widget(), page);
+    EXPECT_TRUE(dock->isAncestorOf(page));
+    EXPECT_EQ(page->size(), dock->widget()->size());
     EXPECT_EQ(dock->size(), size);
     EXPECT_TRUE(dock->isFloating());
     EXPECT_TRUE(dock->isVisible());
@@ -88,6 +92,34 @@ TEST(DetachableTabWidget, APageThatIsNotCurrentIsShownInItsDock) {
     ASSERT_FALSE(page->isVisible());
     workspace.tabs->detachTab(2);
     EXPECT_TRUE(page->isVisible());
+}
+
+// Two pages beside each other need more than the window has.
+TEST(DetachableTabWidget, ADockedPageThatNeedsMoreRoomThanThereIsScrolls) {
+    Workspace workspace;
+    for (int i = 0; i < workspace.tabs->count(); ++i) {
+        auto* content = new QWidget;
+        content->setMinimumSize(640, 500);
+        auto* layout = new QVBoxLayout(workspace.tabs->widget(i));
+        layout->addWidget(content);
+    }
+    QWidget* page = workspace.tabs->widget(1);
+    workspace.tabs->detachTab(1);
+    QDockWidget* dock = workspace.docks().front();
+    dock->setFloating(false);
+    QCoreApplication::processEvents();
+    const QRect room = workspace.window->rect();
+    EXPECT_TRUE(room.contains(dock->geometry())) << "the pane is not cut";
+    EXPECT_TRUE(room.contains(workspace.window->centralWidget()->geometry())) << "nor are the tabs";
+    EXPECT_LT(dock->width(), page->minimumSizeHint().width());
+    EXPECT_GE(page->width(), page->minimumSizeHint().width());
+    const auto* area = dock->findChild<QScrollArea*>();
+    ASSERT_NE(area, nullptr);
+    EXPECT_EQ(area->horizontalScrollBar()->maximum(), page->width() - area->viewport()->width());
+    EXPECT_TRUE(area->horizontalScrollBar()->isVisible());
+    dock->close();
+    EXPECT_EQ(workspace.tabs->currentWidget(), page);
+    EXPECT_EQ(page->parentWidget(), workspace.tabs->widget(0)->parentWidget());
 }
 
 TEST(DetachableTabWidget, ADetachedAndClosedPageComesBackUnderItsOldTitleAsTheLastTab) {
