@@ -5,6 +5,7 @@
 #include "DeviceActions.h"
 #include "ElidedLabel.h"
 #include "ExperimentTab.h"
+#include "StatusBarRoom.h"
 #include "WorkspaceShortcuts.h"
 
 #include <QAction>
@@ -28,9 +29,11 @@ constexpr const char* kThemeNames[] = {
     QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "High contrast"),
     QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "Classic")};
 
-// Room of the status bar's two long texts in characters, at least and at most. Which instrument it is matters
-// more than the detail, whose whole text stands in its tool tip.
-constexpr int kConnectionLeast = 12;
+// Room of the status bar's texts in characters, at least and at most. Which instrument it is matters more
+// than the detail, whose whole text stands in its tool tip. The room of the flags is given to them.
+constexpr int kFlagLeast = 0;
+constexpr int kFlagMost = 100;
+constexpr int kConnectionLeast = 16;
 constexpr int kConnectionMost = 60;
 constexpr int kDetailLeast = 4;
 constexpr int kDetailMost = 30;
@@ -102,24 +105,33 @@ void MainWindow::buildToolbar() {
 }
 
 void MainWindow::buildStatusBar() {
-    const auto addFlag = [this](QLabel* flag) {
+    const auto add = [this](ElidedLabel* flag) {
         flag->setObjectName(QStringLiteral("StatusFlag"));
+        flag->setAlignment(Qt::AlignCenter);
         setStatusFlag(flag, flag->text(), FlagState::Muted);
         statusBar()->addPermanentWidget(flag, 0);
         return flag;
     };
-    connectionLabel = new ElidedLabel(tr("Not connected"), kConnectionLeast, kConnectionMost, this);
-    connectionLabel->setAccessibleDescription(tr("Connection"));
+    QList<ElidedLabel*> flags;
+    const auto addFlag = [&](const QString& text) {
+        auto* flag = add(new ElidedLabel(text, kFlagLeast, kFlagMost, this));
+        flag->setElision(Qt::ElideLeft); // the value stands at the end
+        flags.append(flag);
+        return flag;
+    };
+    auto* connection = new ElidedLabel(tr("Not connected"), kConnectionLeast, kConnectionMost, this);
+    connection->setElision(Qt::ElideMiddle); // the serial stands at the end
+    connection->setAccessibleDescription(tr("Connection"));
+    connectionLabel = connection;
     statusBar()->addPermanentWidget(connectionLabel, 1);
-    calibrationFlag = addFlag(new QLabel(tr("Cal upload: -"), this));
-    clockLockFlag = addFlag(new QLabel(tr("Clock lock: -"), this));
-    clockOutFlag = addFlag(new QLabel(tr("Clock out: -"), this));
-    acquisitionFlag = addFlag(new QLabel(tr("Acquisition: idle"), this));
-    acquisitionDetail = addFlag(new ElidedLabel(tr("idle"), kDetailLeast, kDetailMost, this));
-    acquisitionDetail->setAccessibleDescription(tr("Acquisition detail"));
-    // The connection stands where messages are shown, so it makes room for them.
-    connect(statusBar(), &QStatusBar::messageChanged, connectionLabel,
-            [this](const QString& message) { connectionLabel->setVisible(message.isEmpty()); });
+    calibrationFlag = addFlag(tr("Cal upload: -"));
+    clockLockFlag = addFlag(tr("Clock lock: -"));
+    clockOutFlag = addFlag(tr("Clock out: -"));
+    acquisitionFlag = addFlag(tr("Acquisition: idle"));
+    auto* detail = add(new ElidedLabel(tr("idle"), kDetailLeast, kDetailMost, this));
+    detail->setAccessibleDescription(tr("Acquisition detail"));
+    acquisitionDetail = detail;
+    new StatusBarRoom(*statusBar(), flags, {connection, detail, flags[2], flags[0], flags[1], flags[3]});
 }
 
 } // namespace qorn::timetagger::gui

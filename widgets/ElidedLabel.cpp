@@ -11,6 +11,15 @@ ElidedLabel::ElidedLabel(const QString& text, int least, int most, QWidget* pare
     setTextFormat(Qt::PlainText);
 }
 
+void ElidedLabel::setElision(Qt::TextElideMode mode) {
+    elision = mode;
+    update();
+}
+
+int ElidedLabel::wholeWidth() const {
+    return QLabel::sizeHint().width();
+}
+
 QSize ElidedLabel::roomFor(int characters) const {
     const QSize whole = QLabel::sizeHint();
     return {qMin(fontMetrics().averageCharWidth() * characters, whole.width()), whole.height()};
@@ -25,7 +34,7 @@ QSize ElidedLabel::sizeHint() const {
 }
 
 QString ElidedLabel::shownText() const {
-    return fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width());
+    return fontMetrics().elidedText(text(), elision, contentsRect().width());
 }
 
 bool ElidedLabel::event(QEvent* event) {

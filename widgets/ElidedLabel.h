@@ -1,5 +1,5 @@
-// A one-line label that gives way: where its room ends, the text does, with an ellipsis, and the whole of it
-// stands in the tool tip. GUI thread only.
+// A one-line label that gives way: where its room ends, the text is shortened with an ellipsis, and the whole
+// of it stands in the tool tip. GUI thread only.
 #pragma once
 
 #include <QLabel>
@@ -12,6 +12,11 @@ public:
     // Keeps room for about `least` characters, and asks for about `most`, or for its text when that is
     // shorter.
     ElidedLabel(const QString& text, int least, int most, QWidget* parent = nullptr);
+
+    // Where the ellipsis stands; at the end unless told otherwise.
+    void setElision(Qt::TextElideMode mode);
+    // Width of the whole text with its frame, in pixels.
+    int wholeWidth() const;
 
     QSize minimumSizeHint() const override;
     QSize sizeHint() const override;
@@ -26,6 +31,7 @@ private:
 
     int leastCharacters;
     int mostCharacters;
+    Qt::TextElideMode elision = Qt::ElideRight;
 };
 
 } // namespace qorn::timetagger::gui

@@ -1,5 +1,6 @@
 // Texts of the whole window: in its smallest size, and in its usual size in a language with long words.
 #include "BarChartWidget.h"
+#include "ElidedLabel.h"
 #include "EveryDialog.h"
 #include "ExperimentCatalog.h"
 #include "ExperimentTab.h"
@@ -9,7 +10,11 @@
 #include "ThemeStyle.h"
 #include "WindowStage.h"
 
+#include <QDockWidget>
 #include <QPointer>
+#include <QStatusBar>
+#include <QTabBar>
+#include <QToolButton>
 
 #include <gtest/gtest.h>
 
@@ -78,6 +83,98 @@ TEST_P(WindowAccessText, IsWholeOnEveryTab) {
         expectAllIsRead(stage.window(), std::string(type) + " while it measures", GetParam());
         Q_EMIT tab.cancelRequested();
         ASSERT_TRUE(waitUntil([&] { return !stage.controller().isCapturing(); }));
+    }
+}
+
+// In English each flag is whole; long words may end early, but none may be pushed out.
+TEST_P(WindowAccessText, OfTheFlagsIsThereInTheSmallestWindow) {
+    WindowStage stage;
+    stage.openWindow();
+    stage.window().resize(900, 600);
+    ASSERT_TRUE(waitUntil([&] { return !stage.window().setupPage().selectedPort().isEmpty(); }));
+    Q_EMIT stage.window().setupPage().connectRequested(stage.window().setupPage().selectedPort());
+    ASSERT_TRUE(waitUntil([&] { return stage.controller().hasDevice() && stage.tabs().isVisible(); }));
+    QStatusBar* bar = stage.window().statusBar();
+    Q_EMIT stage.tab(0).startRequested();
+    ASSERT_TRUE(waitUntil([&] { return stage.controller().isCapturing(); }));
+    bar->clearMessage();
+    QCoreApplication::processEvents();
+    const auto labels = bar->findChildren<gui::ElidedLabel*>();
+    ASSERT_EQ(labels.size(), 6);
+    for (const gui::ElidedLabel* label : labels) {
+        const std::string text = label->text().toStdString();
+        EXPECT_TRUE(label->isVisible()) << text;
+        EXPECT_TRUE(bar->rect().contains(label->geometry())) << text;
+        EXPECT_GT(label->width(), 24) << text;
+        const bool isFlag = text.find(": ") != std::string::npos;
+        EXPECT_TRUE(GetParam() || !isFlag || label->width() >= label->wholeWidth()) << text;
+    }
+}
+
+TEST_P(WindowAccessText, OfAMessageHasTheStatusBarToItself) {
+    WindowStage stage;
+    stage.openWindow();
+    stage.window().resize(900, 600);
+    QStatusBar* bar = stage.window().statusBar();
+    const QString message = QCoreApplication::translate(
+        "MeasurementScheduler", "This tab joins a running stream and records nothing.");
+    bar->showMessage(message);
+    QCoreApplication::processEvents();
+    for (const gui::ElidedLabel* label : bar->findChildren<gui::ElidedLabel*>()) {
+        EXPECT_TRUE(!label->isVisible() || label->x() > bar->fontMetrics().horizontalAdvance(message) + 6)
+            << label->text().toStdString();
+    }
+}
+
+TEST_P(WindowAccessText, IsInReachInADockPaneBesideTheTabs) {
+    WindowStage stage;
+    stage.openWindow();
+    stage.window().resize(size());
+    ASSERT_TRUE(waitUntil([&] { return !stage.window().setupPage().selectedPort().isEmpty(); }));
+    Q_EMIT stage.window().setupPage().connectRequested(stage.window().setupPage().selectedPort());
+    ASSERT_TRUE(waitUntil([&] { return stage.controller().hasDevice() && stage.tabs().isVisible(); }));
+    stage.addTab("Time tags");
+    for (const char* type : kTypes) {
+        const gui::ExperimentTab& tab = stage.addTab(type);
+        stage.tabs().detachTab(stage.tabs().indexOf(&tab));
+        auto* dock = stage.window().findChild<QDockWidget*>(QStringLiteral("ExperimentDock"));
+        ASSERT_NE(dock, nullptr);
+        dock->setFloating(false);
+        QCoreApplication::processEvents();
+        EXPECT_EQ(stage.window().size(), size()) << type;
+        EXPECT_TRUE(stage.window().rect().contains(dock->geometry())) << type;
+        EXPECT_GT(dock->width(), 120) << type;
+        EXPECT_GE(tab.width(), tab.minimumSizeHint().width()) << type << " scrolls";
+        if (!GetParam()) { // with long words not all columns of controls are as wide as these are
+            expectAllIsRead(stage.window(), std::string(type) + " in a dock pane", false);
+        }
+        dock->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+}
+
+TEST_P(WindowAccessText, OfATitleIsNotCoveredByTheAddButton) {
+    WindowStage stage;
+    stage.openWindow();
+    ASSERT_TRUE(waitUntil([&] { return !stage.window().setupPage().selectedPort().isEmpty(); }));
+    Q_EMIT stage.window().setupPage().connectRequested(stage.window().setupPage().selectedPort());
+    ASSERT_TRUE(waitUntil([&] { return stage.controller().hasDevice() && stage.tabs().isVisible(); }));
+    const QTabBar* bar = stage.tabs().findChild<QTabBar*>();
+    const auto* button = stage.tabs().findChild<QToolButton*>(QStringLiteral("AddTabButton"));
+    ASSERT_NE(button, nullptr);
+    const auto expectClear = [&](const std::string& when) {
+        QCoreApplication::processEvents();
+        const QRect last = bar->tabRect(bar->count() - 1).translated(bar->pos());
+        EXPECT_GT(button->x(), last.right()) << when;
+        EXPECT_LT(button->x(), last.right() + 12) << when;
+    };
+    for (const char* type : {"Multi correlation", "Time tags", "Multi correlation"}) {
+        stage.addTab(type);
+        expectClear(type);
+        for (const char* theme : {"Dark", "Classic", "High contrast", "qorn"}) {
+            gui::applyThemeStyle(gui::paletteFor(QString::fromLatin1(theme)));
+            expectClear(std::string(type) + " in " + theme);
+        }
     }
 }
 
