@@ -21,11 +21,10 @@ constexpr qsizetype kMostExperiments = 256; // each is a tab, which takes time a
 // What is no regular file may have no end, or never begin.
 std::optional<QByteArray> contentsOf(const QString& path) {
     QFile file(path);
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) || file.size() > kLargestFile) {
         return std::nullopt;
     }
-    const QByteArray bytes = file.read(kLargestFile + 1);
-    return bytes.size() > kLargestFile ? std::nullopt : std::optional(bytes);
+    return file.readAll(); // a read up to a limit takes memory for all of the limit
 }
 
 bool isAbsentOr(QJsonValue::Type type, const QJsonObject& object, const char* key) {

@@ -11,10 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
-
-#include <csignal>
-
 namespace qorn::timetagger::gui {
 namespace {
 
@@ -162,43 +158,6 @@ TEST_F(ConfigurationFile, AFailureToWriteChangesNothingOnDisk) {
     EXPECT_TRUE(QDir(folder.path()).isEmpty());
     EXPECT_FALSE(writeConfiguration(folder.path(), fullConfiguration()));
     EXPECT_TRUE(QDir(folder.path()).isEmpty());
-}
-
-// Files of this process cannot grow beyond a size while it lives, as on a full disk.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : earlierHandler(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &earlier);
-        const rlimit limit{bytes, earlier.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &earlier);
-        std::signal(SIGXFSZ, earlierHandler);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*earlierHandler)(int);
-    rlimit earlier{};
-};
-
-TEST_F(ConfigurationFile, AnEarlierFileSurvivesAWriteThatFailsHalfWay) {
-    write(path, "{\"version\": 1}");
-    Configuration large = fullConfiguration();
-    for (int i = 0; i < 5000; ++i) {
-        large.experiments->append(QStringLiteral("a long list of experiments"));
-    }
-    bool written = true;
-    {
-        const FileSizeLimit limit(40000);
-        written = writeConfiguration(path, large);
-    }
-    EXPECT_FALSE(written);
-    EXPECT_EQ(contentsOf(path), QByteArray("{\"version\": 1}"));
-    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
-    EXPECT_TRUE(writeConfiguration(path, large));
 }
 
 } // namespace

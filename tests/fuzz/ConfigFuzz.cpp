@@ -7,6 +7,9 @@
 #include "FuzzTarget.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -45,6 +48,8 @@ public:
     }
 
     std::map<QString, TriedTab>& tabs() { return triedTabs; }
+    // All of the tabs, as it is written when the window closes.
+    const Configuration& workspace() const { return atExit; }
 
 private:
     Stage() {
@@ -56,7 +61,10 @@ private:
         QCoreApplication::setApplicationName(QStringLiteral("Configuration Fuzz"));
         application = std::make_unique<QApplication>(argumentCount, arguments);
         for (const char* type : kTypes) {
-            triedTabs.emplace(QLatin1String(type), type);
+            const TriedTab& tried = triedTabs.emplace(QLatin1String(type), type).first->second;
+            atExit.experiments->append(QJsonObject{{QStringLiteral("type"), QLatin1String(type)},
+                                                   {QStringLiteral("config"), tried.defaults},
+                                                   {QStringLiteral("sharedConfig"), tried.sharedDefaults}});
         }
     }
 
@@ -66,6 +74,10 @@ private:
     char* arguments[2] = {name, nullptr};
     std::unique_ptr<QApplication> application;
     std::map<QString, TriedTab> triedTabs; // which end before the application
+    Configuration atExit{QJsonObject{{QStringLiteral("theme"), QStringLiteral("Dark")},
+                                     {QStringLiteral("geometry"), QString()},
+                                     {QStringLiteral("currentTab"), 0}},
+                         QJsonArray()};
 };
 
 QJsonObject throughText(const QJsonObject& object) {
@@ -106,6 +118,28 @@ void tryExperiments(const QJsonArray& experiments) {
     }
 }
 
+QByteArray contentsOf(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// The file that stood there at the start is replaced at exit.
+void tryReplacing(const QByteArray& text, bool wasRead) {
+    const Configuration& workspace = Stage::instance().workspace();
+    const QString path = defaultConfigPath();
+    const QString kept = QFileInfo(path).dir().filePath(QStringLiteral("last_config.broken.json"));
+    QFile::remove(kept);
+    QFile file(path);
+    require(file.open(QIODevice::WriteOnly) && file.write(text) == text.size(), "there is a file");
+    file.close();
+    require(writeConfiguration(path, workspace), "a file of any content is replaced");
+    const std::optional<Configuration> written = readConfiguration(path);
+    require(written && written->ui == workspace.ui && written->experiments == workspace.experiments,
+            "what was written can be read");
+    require(QFile::exists(kept) || wasRead || text.isEmpty(), "what could not be read is kept");
+    require(!QFile::exists(kept) || contentsOf(kept) == text, "what is kept is as it was");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -113,6 +147,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const auto text =
         QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
     const std::optional<Configuration> read = parseConfiguration(text);
+    tryReplacing(text, read.has_value());
     if (read && read->experiments) {
         tryExperiments(*read->experiments);
     } else if (const QJsonObject settings = QJsonDocument::fromJson(text).object(); !settings.isEmpty()) {

@@ -133,6 +133,17 @@ void addBroken(Corpus& corpus) {
         "\\\\\"},\"sharedConfig\":{\"dataLog\":{\"directory\":\"\\n\\udfff\",\"format\":\"BINARY\"}}}]}");
     corpus.add(QStringLiteral("same-key-twice"),
                "{\"experiments\":7,\"experiments\":[{\"type\":\"Counter\",\"type\":\"Frequency\"}]}");
+    corpus.add(QStringLiteral("byte-order-mark"),
+               "\xef\xbb\xbf{\"ui\":{\"theme\":\"Dark\"},\"experiments\":[]}");
+    corpus.add(QStringLiteral("utf-16"), QByteArray("\xff\xfe{\0\"\0u\0i\0\"\0:\0{\0}\0}\0", 20));
+    corpus.add(QStringLiteral("latin-1"), "{\"ui\":{\"theme\":\"d\xfcster\"}}");
+    corpus.add(QStringLiteral("number-beyond-all"), "{\"ui\":{\"currentTab\":1e999}}");
+    corpus.add(QStringLiteral("mistyped-ui"),
+               "{\"version\":\"1\",\"ui\":{\"theme\":[],\"geometry\":5,\"currentTab\":\"0\"}}");
+    corpus.add(QStringLiteral("other-lengths"),
+               "{\"experiments\":[{\"type\":\"Multi "
+               "correlation\",\"config\":{\"pairs\":[false],\"offsetsNs\":[1,2,3,4,5],"
+               "\"windows\":[{\"a\":{\"centerNs\":7}},[],{\"b\":[{\"widthNs\":2}]},null,5,{},{}]}}]}");
     corpus.add(QStringLiteral("settings-alone"),
                "{\"channel\":3,\"gateSec\":0.5,\"windowNs\":7,\"historyBins\":12,\"rangeNs\":4,\"yMin\":2}");
 }

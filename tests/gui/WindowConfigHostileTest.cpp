@@ -4,12 +4,15 @@
 #include "ExperimentTab.h"
 #include "QtPrinting.h"
 #include "TabOperation.h"
+#include "WidgetFinder.h"
 #include "WindowStage.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QMessageBox>
 #include <QScreen>
 #include <QSettings>
 
@@ -83,6 +86,16 @@ INSTANTIATE_TEST_SUITE_P(
                   "{\"experiments\": [" + QByteArray("{\"type\": \"x\"},").repeated(300) +
                       QByteArray("{\"type\": \"Time tags\"},").repeated(20000) + "{\"type\": \"Counter\"}]}",
                   0},
+        BrokenRow{"Utf16", QByteArray("\xff\xfe{\0\"\0u\0i\0\"\0:\0{\0}\0}\0", 20), 0},
+        BrokenRow{"Latin1",
+                  "{\"ui\": {\"theme\": \"d\xfcster\"}, \"experiments\": [{\"type\": \"Counter\"}]}", 0},
+        BrokenRow{"ByteOrderMark", "\xef\xbb\xbf{\"experiments\": [{\"type\": \"Counter\"}, {\"type\": 5}]}",
+                  1},
+        BrokenRow{
+            "SameKeyTwice",
+            "{\"experiments\": [], \"experiments\": [{\"type\": \"Time tags\", \"type\": \"Frequency\", "
+            "\"config\": {\"channel\": 2, \"channel\": \"3\"}}]}",
+            1},
         BrokenRow{"UiOfNumbers", "{\"ui\": {\"theme\": 1, \"geometry\": 2, \"currentTab\": \"0\"}}", 0},
         BrokenRow{"ExperimentsAsText", "{\"experiments\": \"Counter\"}", 0},
         BrokenRow{"StrangeEntries",
@@ -90,6 +103,97 @@ INSTANTIATE_TEST_SUITE_P(
                   "{\"type\": \"Time tags\", \"config\": 5, \"sharedConfig\": [1]}]}",
                   1}),
     [](const auto& test) { return test.param.name; });
+
+// No file that could be read, and none that could be replaced.
+class StartOnNoFile : public ::testing::TestWithParam<const char*> {
+protected:
+    ~StartOnNoFile() override { clear(); }
+
+    static void clear() {
+        const QString path = gui::defaultConfigPath();
+        QFile::remove(path);
+        QDir(path).removeRecursively();
+    }
+
+    static void makePlace(const QString& kind) {
+        clear();
+        const QString path = gui::defaultConfigPath();
+        if (kind == QLatin1String("Folder")) {
+            ASSERT_TRUE(QDir().mkpath(path + QStringLiteral("/inside")));
+        } else if (kind == QLatin1String("LinkToAFolder")) {
+            ASSERT_TRUE(QFile::link(QDir::tempPath(), path));
+        } else {
+            ASSERT_TRUE(QFile::link(QStringLiteral("/no/such/folder/config.json"), path));
+        }
+    }
+};
+
+TEST_P(StartOnNoFile, HasTheDefaultsAndAnExitSaysThatNothingWasSaved) {
+    WindowStage stage;
+    makePlace(QString::fromUtf8(GetParam()));
+    const QFileInfo place(gui::defaultConfigPath());
+    ASSERT_TRUE(stage.connectUnit());
+    EXPECT_EQ(stage.tabs().tabText(0), QStringLiteral("Counter 1"));
+    EXPECT_TRUE(stage.boxes().isEmpty());
+    QString told;
+    answerNextDialog([&](QWidget& dialog) {
+        auto& box = dynamic_cast<QMessageBox&>(dialog);
+        told = box.text();
+        box.accept();
+    });
+    exitWithoutAsking(stage);
+    EXPECT_EQ(told, QStringLiteral("Could not write %1").arg(place.filePath()));
+    EXPECT_TRUE(QFileInfo(place.filePath()).isDir() || QFileInfo(place.filePath()).isSymLink());
+}
+
+INSTANTIATE_TEST_SUITE_P(Places, StartOnNoFile, ::testing::Values("Folder", "LinkToAFolder", "LinkToNowhere"),
+                         [](const auto& test) { return test.param; });
+
+// --- values of the UI part ---------------------------------------------------------------------------------
+
+TEST(WindowConfigHostile, UiValuesOfAWrongTypeLeaveTheWindow) {
+    WindowStage stage;
+    ASSERT_TRUE(stage.connectUnit());
+    stage.addTab("Time tags");
+    stage.window().applyTheme(QStringLiteral("Bright"));
+    const QString path = stage.folder.filePath(QStringLiteral("ui.json"));
+    const auto state = [&] {
+        EXPECT_TRUE(stage.window().saveConfigFile(path, true, false));
+        return contentsOf(path);
+    };
+    const QByteArray before = state();
+    const char* const strange[] = {"null", "true",   "false",     "[]",          "{}",         "[\"Dark\"]",
+                                   "0.5",  "-1e300", "1e300",     "2147483648",  "-1",         "[[[0]]]",
+                                   "2",    "1e18",   "{\"0\":0}", "99999999999", "-2147483649"};
+    for (const char* key : {"theme", "geometry", "currentTab"}) {
+        for (const char* value : strange) {
+            writeFile(path, QByteArray("{\"ui\": {\"") + key + "\": " + value + "}}");
+            EXPECT_TRUE(stage.window().loadConfigFile(path));
+            ASSERT_EQ(state(), before) << key << ' ' << value;
+        }
+    }
+    for (const char* geometry : {"", "%%%", "AAAA", "\\u0000\\ud800", "\\u00e4\\u4e2d"}) {
+        writeFile(path, QByteArray("{\"ui\": {\"geometry\": \"") + geometry + "\"}}");
+        EXPECT_TRUE(stage.window().loadConfigFile(path));
+        ASSERT_EQ(state(), before) << geometry;
+    }
+}
+
+TEST(WindowConfigHostile, AFileWithTheExperimentsOnlyLeavesTheUi) {
+    WindowStage stage;
+    ASSERT_TRUE(stage.connectUnit());
+    stage.window().applyTheme(QStringLiteral("Classic"));
+    const QByteArray geometry = stage.window().saveGeometry();
+    const QString path = stage.folder.filePath(QStringLiteral("tabs.json"));
+    writeFile(path, R"({"experiments": [{"type": "Time tags"}, {"type": "Frequency"}]})");
+    EXPECT_TRUE(stage.window().loadConfigFile(path));
+    EXPECT_EQ(stage.tabs().count(), 2);
+    EXPECT_TRUE(stage.menuAction("Classic")->isChecked());
+    EXPECT_EQ(stage.window().saveGeometry(), geometry);
+    writeFile(path, R"({"experiments": []})");
+    EXPECT_TRUE(stage.window().loadConfigFile(path));
+    EXPECT_EQ(stage.tabs().count(), 0);
+}
 
 TEST(WindowConfigHostile, AnExitWithoutExperimentsKeepsABrokenFileToo) {
     WindowStage stage;
@@ -147,6 +251,7 @@ INSTANTIATE_TEST_SUITE_P(
                                   geometryOf({50000, 50000, 1000, 700}, 7, false, 800)},
                       GeometryRow{"Vast", geometryOf({0, 0, 100000, 100000}, -3, false, 800)},
                       GeometryRow{"OddScreen", geometryOf({0, 0, 1000, 700}, 99, false, -1)},
+                      GeometryRow{"HeaderOnly", geometryOf({0, 0, 1000, 700}, 0, false, 800).first(8)},
                       GeometryRow{"CutOff", geometryOf({0, 0, 1000, 700}, 0, false, 800).first(20)}),
     [](const auto& test) { return test.param.name; });
 

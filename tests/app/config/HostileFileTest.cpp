@@ -1,13 +1,9 @@
-// Configuration files that no program of ours has written, or only half, and what becomes of them.
+// Reading configuration files that no program of ours has written, or only half.
 #include "ConfigurationFile.h"
-#include "QtPrinting.h"
+#include "FileContents.h"
 #include "TabOperation.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
-#include <QJsonDocument>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -17,46 +13,34 @@
 namespace qorn::timetagger::gui {
 namespace {
 
-void write(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    ASSERT_EQ(file.write(bytes), bytes.size());
-}
-
-QByteArray contentsOf(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}
-
-QJsonObject counterEntry() {
-    const auto tab = testing::makeTab(QStringLiteral("Counter"));
-    return {{QStringLiteral("type"), tab->experimentType()},
-            {QStringLiteral("config"), tab->saveConfig()},
-            {QStringLiteral("sharedConfig"), tab->sharedConfig()}};
-}
-
-Configuration oneCounter() {
-    Configuration configuration;
-    configuration.ui = QJsonObject{{QStringLiteral("theme"), QStringLiteral("Bright")},
-                                   {QStringLiteral("geometry"), QStringLiteral("AAAA")},
-                                   {QStringLiteral("currentTab"), 0}};
-    configuration.experiments = QJsonArray{counterEntry()};
-    return configuration;
-}
-
-QByteArray textOf(const Configuration& configuration) {
-    return QJsonDocument(QJsonObject{{QStringLiteral("version"), 1},
-                                     {QStringLiteral("ui"), *configuration.ui},
-                                     {QStringLiteral("experiments"), *configuration.experiments}})
-        .toJson();
-}
-
-// --- reading -----------------------------------------------------------------------------------------------
+using testing::contentsOf;
+using testing::oneCounter;
+using testing::textOf;
+using testing::write;
 
 TEST(HostileFile, CutOffAnywhereIsRefused) {
     const QByteArray text = textOf(oneCounter()).trimmed();
     ASSERT_TRUE(parseConfiguration(text));
     for (qsizetype length = 0; length < text.size(); ++length) {
+        ASSERT_FALSE(parseConfiguration(text.first(length))) << length;
+    }
+}
+
+// One of each tab type, as the window writes it.
+TEST(HostileFile, OfAWholeWorkspaceCutOffAnywhereIsRefused) {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("workspace.json"));
+    Configuration workspace = oneCounter();
+    for (const char* type : testing::kTabTypes) {
+        QJsonObject entry = testing::settingsOf(*testing::makeTab(QString::fromUtf8(type)));
+        entry.insert(QStringLiteral("type"), QString::fromUtf8(type));
+        workspace.experiments->append(entry);
+    }
+    ASSERT_TRUE(writeConfiguration(path, workspace));
+    const QByteArray text = contentsOf(path);
+    ASSERT_TRUE(text.endsWith("}\n"));
+    ASSERT_EQ(readConfiguration(path)->experiments, workspace.experiments);
+    for (qsizetype length = text.size() - 2; length >= 0; --length) {
         ASSERT_FALSE(parseConfiguration(text.first(length))) << length;
     }
 }
@@ -75,6 +59,57 @@ TEST(HostileFile, WithAnyByteReplacedIsReadOrRefused) {
     }
     EXPECT_GT(refused, text.size());
 }
+
+struct TextRow {
+    const char* name;
+    QByteArray bytes;
+    const char* theme; // that is read, or none when the file is refused
+};
+
+void PrintTo(const TextRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class HostileText : public ::testing::TestWithParam<TextRow> {};
+
+TEST_P(HostileText, IsReadOrRefusedAsAWhole) {
+    const auto read = parseConfiguration(GetParam().bytes);
+    ASSERT_EQ(read.has_value(), GetParam().theme != nullptr);
+    if (read) {
+        EXPECT_EQ(read->ui->value(QLatin1String("theme")).toString(), QString::fromUtf8(GetParam().theme));
+    }
+}
+
+QByteArray utf16(const char* text) {
+    return QByteArray(reinterpret_cast<const char*>(QString::fromUtf8(text).utf16()),
+                      2 * QString::fromUtf8(text).size());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bytes, HostileText,
+    ::testing::Values(
+        TextRow{"ByteOrderMark", "\xef\xbb\xbf{\"ui\": {\"theme\": \"Dark\"}}", "Dark"},
+        TextRow{"TwoByteOrderMarks", "\xef\xbb\xbf\xef\xbb\xbf{\"ui\": {\"theme\": \"Dark\"}}", nullptr},
+        TextRow{"ByteOrderMarkAlone", "\xef\xbb\xbf", nullptr},
+        TextRow{"Utf16", utf16("{\"ui\": {\"theme\": \"Dark\"}}"), nullptr},
+        TextRow{"Utf16WithMark", "\xff\xfe" + utf16("{\"ui\": {\"theme\": \"Dark\"}}"), nullptr},
+        TextRow{"Latin1", "{\"ui\": {\"theme\": \"d\xfcster\"}}", nullptr},
+        TextRow{"CutCharacter", "{\"ui\": {\"theme\": \"d\xc3\"}}", nullptr},
+        TextRow{"Surrogate", "{\"ui\": {\"theme\": \"d\xed\xa0\x80\"}}", nullptr},
+        TextRow{"WindowsLines", "{\r\n\"ui\": {\r\n\"theme\": \"Dark\"\r\n}\r\n}\r\n", "Dark"},
+        TextRow{"SamePartTwice", "{\"ui\": {\"theme\": \"Dark\"}, \"ui\": {\"theme\": \"Bright\"}}",
+                "Bright"},
+        TextRow{"SameKeyTwice", "{\"ui\": {\"theme\": 1, \"theme\": \"Dark\", \"theme\": \"Bright\"}}",
+                "Bright"},
+        TextRow{"NumberBeyondAll", "{\"ui\": {\"theme\": \"Dark\", \"currentTab\": 1e999}}", nullptr},
+        TextRow{"NoNumber", "{\"ui\": {\"theme\": \"Dark\", \"currentTab\": NaN}}", nullptr},
+        TextRow{"Infinity", "{\"ui\": {\"theme\": \"Dark\", \"currentTab\": -Infinity}}", nullptr},
+        TextRow{"LongNumber",
+                "{\"ui\": {\"theme\": \"Dark\", \"currentTab\": " + QByteArray("9").repeated(300) + "}}",
+                "Dark"},
+        TextRow{"Comment", "// mine\n{\"ui\": {\"theme\": \"Dark\"}}", nullptr},
+        TextRow{"NulAtTheEnd", QByteArray("{\"ui\": {\"theme\": \"Dark\"}}") + '\0', nullptr}),
+    [](const auto& test) { return test.param.name; });
 
 TEST(HostileFile, NestedDeeplyIsRefused) {
     for (const char* opening : {"[", "{\"a\":"}) {
@@ -96,6 +131,8 @@ TEST(HostileFile, OfMoreThanEightMebibytesIsRefused) {
     write(path, text);
     EXPECT_TRUE(readConfiguration(path));
     write(path, text + ' ');
+    EXPECT_FALSE(readConfiguration(path));
+    write(path, "{\"a\": \"" + QByteArray(50 * 1024 * 1024, 'x') + "\"}");
     EXPECT_FALSE(readConfiguration(path));
     ASSERT_TRUE(QFile(path).resize(qint64{1} << 40)); // takes no room
     EXPECT_FALSE(readConfiguration(path));
@@ -122,110 +159,15 @@ TEST(HostileFile, ThatIsNoFileIsRefusedAtOnce) {
     EXPECT_FALSE(readConfiguration(folder.path()));
 }
 
-// --- replacing ---------------------------------------------------------------------------------------------
-
-class EarlierFile : public ::testing::Test {
-protected:
-    EarlierFile() { QDir(folder).removeRecursively(); }
-    ~EarlierFile() override { QDir(folder).removeRecursively(); }
-
-    QStringList files() const { return QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name); }
-
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
-    const QString path = defaultConfigPathAfterRemoval();
-    const QString kept = folder + QStringLiteral("/last_config.broken.json");
-
-private:
-    QString defaultConfigPathAfterRemoval() {
-        QDir(folder).removeRecursively();
-        return defaultConfigPath();
+TEST(HostileFile, BehindLinksThatLeadNowhereIsRefused) {
+    const QTemporaryDir folder;
+    const QString link = folder.filePath(QStringLiteral("link.json"));
+    for (const QString& target :
+         {folder.filePath(QStringLiteral("gone.json")), link, folder.path(), QStringLiteral("/dev/null")}) {
+        ASSERT_TRUE(QFile::link(target, link));
+        EXPECT_FALSE(readConfiguration(link)) << target.toStdString();
+        QFile::remove(link);
     }
-};
-
-struct EarlierRow {
-    const char* name;
-    QByteArray bytes;
-    bool kept = true;
-};
-
-void PrintTo(const EarlierRow& row, std::ostream* out) {
-    *out << row.name;
-}
-
-class EarlierContent : public EarlierFile, public ::testing::WithParamInterface<EarlierRow> {};
-
-TEST_P(EarlierContent, IsKeptAsideWhenItWasNotTakenWhole) {
-    defaultConfigPath(); // makes the folder
-    write(path, GetParam().bytes);
-    ASSERT_TRUE(writeConfiguration(path, oneCounter()));
-    EXPECT_TRUE(readConfiguration(path)->experiments);
-    if (GetParam().kept) {
-        EXPECT_EQ(contentsOf(kept), GetParam().bytes);
-        EXPECT_EQ(files().size(), 2);
-    } else {
-        EXPECT_EQ(files(), QStringList(QStringLiteral("last_config.json")));
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Bytes, EarlierContent,
-    ::testing::Values(
-        EarlierRow{"NoJson", "theme = Bright"}, EarlierRow{"CutOff", "{\"experiments\": [{\"type\": \"Coun"},
-        EarlierRow{"TypingError", "{\"ui\": {\"theme\": \"Dark\",}}"}, EarlierRow{"AnArray", "[1]"},
-        EarlierRow{"Large", QByteArray(9 * 1024 * 1024, ' ')},
-        EarlierRow{"Deep", QByteArray("[").repeated(100000)}, EarlierRow{"UiAsText", "{\"ui\": \"Dark\"}"},
-        EarlierRow{"ExperimentsAsObject", "{\"experiments\": {\"type\": \"Counter\"}}"},
-        EarlierRow{"ExperimentAsText", "{\"experiments\": [\"Counter\"]}"},
-        EarlierRow{"TypeAsNumber", "{\"experiments\": [{\"type\": 1}]}"},
-        EarlierRow{"ConfigAsArray", "{\"experiments\": [{\"type\": \"Counter\", \"config\": []}]}"},
-        EarlierRow{"SharedAsNull", "{\"experiments\": [{\"type\": \"Counter\", \"sharedConfig\": null}]}"},
-        EarlierRow{"ThemeAsNumber", "{\"ui\": {\"theme\": 3}}"},
-        EarlierRow{"SettingAsText",
-                   "{\"experiments\": [{\"type\": \"Counter\", \"config\": {\"yMin\": \"0,5\"}}]}"},
-        EarlierRow{"DeepSettingAsText", "{\"experiments\": [{\"type\": \"Counter\", \"sharedConfig\": "
-                                        "{\"dataLog\": {\"rotateSeconds\": \"60\"}}}]}"},
-        EarlierRow{"ArrayItemAsText", "{\"experiments\": [{\"type\": \"Counter\", \"config\": "
-                                      "{\"coincidenceOffsetsNs\": [0, \"1\"]}}]}"},
-        EarlierRow{"TooManyExperiments", "{\"experiments\": [" +
-                                             QByteArray("{\"type\": \"Counter\"}, ").repeated(256) +
-                                             "{\"type\": \"Counter\"}]}"},
-        EarlierRow{"Empty", "", false}, EarlierRow{"Whole", textOf(oneCounter()), false},
-        EarlierRow{"UiOnly", "{\"ui\": {\"theme\": \"Dark\"}}", false},
-        EarlierRow{"OtherVersion", "{\"version\": \"2\", \"experiments\": []}", false},
-        EarlierRow{"UnknownKeys", "{\"experiments\": [{\"type\": \"Counter\", \"config\": {\"zoom\": 3}}]}",
-                   false},
-        EarlierRow{"ClosedTabs", "{\"experiments\": [{\"type\": \"Frequency\", \"config\": {\"yMin\": 1}}]}",
-                   false}),
-    [](const auto& test) { return test.param.name; });
-
-TEST_F(EarlierFile, KeptAsideGivesWayToALaterOne) {
-    defaultConfigPath();
-    for (const char* bytes : {"first", "second"}) {
-        write(path, bytes);
-        ASSERT_TRUE(writeConfiguration(path, oneCounter()));
-    }
-    EXPECT_EQ(contentsOf(kept), QByteArray("second"));
-    ASSERT_TRUE(writeConfiguration(path, oneCounter()));
-    EXPECT_EQ(contentsOf(kept), QByteArray("second")) << "nothing is wrong with the one between";
-}
-
-TEST_F(EarlierFile, BehindALinkIsKeptWhereItStands) {
-    defaultConfigPath();
-    const QTemporaryDir elsewhere;
-    const QString target = elsewhere.filePath(QStringLiteral("settings.json"));
-    write(target, "broken");
-    ASSERT_TRUE(QFile::link(target, path));
-    ASSERT_TRUE(writeConfiguration(path, oneCounter()));
-    EXPECT_TRUE(QFileInfo(path).isSymLink());
-    EXPECT_TRUE(readConfiguration(path));
-    EXPECT_EQ(contentsOf(elsewhere.filePath(QStringLiteral("settings.broken.json"))), QByteArray("broken"));
-}
-
-TEST_F(EarlierFile, AtAPlaceThatTheOperatorChoseIsReplaced) {
-    const QTemporaryDir elsewhere;
-    write(elsewhere.filePath(QStringLiteral("chosen.json")), "broken");
-    ASSERT_TRUE(writeConfiguration(elsewhere.filePath(QStringLiteral("chosen.json")), oneCounter()));
-    EXPECT_EQ(QDir(elsewhere.path()).entryList(QDir::Files).size(), 1);
 }
 
 } // namespace

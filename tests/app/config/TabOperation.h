@@ -10,6 +10,7 @@
 #include <QString>
 
 #include <memory>
+#include <string>
 
 namespace qorn::testing {
 
@@ -18,14 +19,21 @@ inline constexpr const char* kTabTypes[] = {"Counter",           "Coincidence", 
                                             "Multi correlation", "Frequency",   "Time tags"};
 
 std::unique_ptr<timetagger::gui::ExperimentTab> makeTab(const QString& type);
+std::unique_ptr<timetagger::gui::ExperimentTab> makeShownTab(const QString& type);
 
-// The controls that hold a value: boxes for numbers, choices and checks, in the order in which they were
-// made, which is the same in every tab of a type.
+// All that holds a value which the operator can set, whatever its kind, in the order in which it was made,
+// which is the same in every tab of a type.
 QList<QWidget*> controlsOf(const timetagger::gui::ExperimentTab& tab);
-// Gives a control another value than it has, as the operator can.
+// Gives a control another value than it has; a failure of the test when it is of a kind that is new here.
 void changeControl(QWidget& control);
 // What a control shows.
 QString valueOf(const QWidget& control);
+// What an operator calls it, for messages.
+std::string nameOf(const QWidget& control);
+
+// All that a configuration file holds of a tab: "config" and "sharedConfig".
+QJsonObject settingsOf(const timetagger::gui::ExperimentTab& tab);
+void loadSettings(timetagger::gui::ExperimentTab& tab, const QJsonObject& settings);
 // Changes every control once, those last that only have an effect beside others.
 void changeEveryControl(timetagger::gui::ExperimentTab& tab);
 
@@ -33,6 +41,8 @@ void changeEveryControl(timetagger::gui::ExperimentTab& tab);
 QMap<QString, QJsonValue> leavesOf(const QJsonValue& value);
 // The paths of all values, objects and arrays among them, but for the root.
 QList<QString> placesIn(const QJsonValue& value);
+// Undefined when there is none.
+QJsonValue valueAt(const QJsonValue& value, const QString& place);
 // The same value with another one at a place; an undefined one takes the place's key away.
 QJsonValue withValueAt(const QJsonValue& root, const QString& place, const QJsonValue& value);
 

@@ -3,6 +3,8 @@
 #include "QtPrinting.h"
 #include "TabOperation.h"
 
+#include <QAbstractButton>
+#include <QComboBox>
 #include <QJsonDocument>
 #include <QSet>
 
@@ -20,12 +22,9 @@ protected:
     QString type = QString::fromUtf8(GetParam());
 };
 
-QString nameOf(const char* type) {
-    return QString::fromUtf8(type).remove(QLatin1Char(' '));
-}
-
-INSTANTIATE_TEST_SUITE_P(Types, EveryTabType, ::testing::ValuesIn(kTabTypes),
-                         [](const auto& test) { return nameOf(test.param).toStdString(); });
+INSTANTIATE_TEST_SUITE_P(Types, EveryTabType, ::testing::ValuesIn(kTabTypes), [](const auto& test) {
+    return QString::fromUtf8(test.param).remove(QLatin1Char(' ')).toStdString();
+});
 
 TEST(TabTypes, AreAllThatAreOffered) {
     for (const QString& offered : timetagger::gui::offeredExperimentTypes()) {
@@ -40,11 +39,21 @@ QJsonObject throughText(const QJsonObject& object) {
     return QJsonDocument::fromJson(QJsonDocument(object).toJson()).object();
 }
 
-// Controls that are copied into others at the press of a button, and are no settings.
-bool isOnlyAnOffer(const QWidget& control) {
+// The only controls that no file keeps: those that are copied into others at the press of a button, and how
+// the mouse moves about in a plot, which is of the moment.
+bool isNoSetting(const QWidget& control) {
     static const QSet<QString> offers = {QStringLiteral("allCenterA"), QStringLiteral("allWidthA"),
                                          QStringLiteral("allCenterB"), QStringLiteral("allWidthB")};
-    return offers.contains(control.objectName());
+    const auto* button = qobject_cast<const QAbstractButton*>(&control);
+    return offers.contains(control.objectName()) ||
+           (button != nullptr && button->text() == QLatin1String("Drag zoom"));
+}
+
+// Values that no control shows: whether a plot that is gone stood there, and what a dialog asks for.
+bool hasNoControl(const QString& place) {
+    const bool isAsked =
+        place.startsWith(QLatin1String("sharedConfig/")) && !place.endsWith(QLatin1String("/enabled"));
+    return isAsked || place == QLatin1String("config/viewCounts");
 }
 
 void expectTheSameControls(const ExperimentTab& expected, const ExperimentTab& actual) {
@@ -52,23 +61,31 @@ void expectTheSameControls(const ExperimentTab& expected, const ExperimentTab& a
     const QList<QWidget*> right = controlsOf(actual);
     ASSERT_EQ(left.size(), right.size());
     for (qsizetype i = 0; i < left.size(); ++i) {
-        if (!isOnlyAnOffer(*left[i])) {
-            EXPECT_EQ(valueOf(*left[i]), valueOf(*right[i])) << left[i]->objectName().toStdString();
+        if (!isNoSetting(*left[i])) {
+            EXPECT_EQ(valueOf(*left[i]), valueOf(*right[i])) << nameOf(*left[i]);
         }
     }
 }
 
+void expectToComeBackIn(ExperimentTab& other, const ExperimentTab& tab) {
+    loadSettings(other, throughText(settingsOf(tab)));
+    ASSERT_EQ(textOf(settingsOf(other)), textOf(settingsOf(tab)));
+    expectTheSameControls(tab, other);
+}
+
 TEST_P(EveryTabType, ShowsInAnotherTabWhatEachControlWasSetTo) {
-    const auto tab = makeTab(type);
-    const QJsonObject defaults = tab->saveConfig();
+    const auto tab = makeShownTab(type);
+    const auto other = makeShownTab(type);
+    const QJsonObject defaults = settingsOf(*tab);
     QSet<QString> changedPlaces;
     QSet<QWidget*> idle;
     // Again and again, since some have an effect only beside certain values of others.
     for (int pass = 0; pass < 3; ++pass) {
         for (QWidget* control : controlsOf(*tab)) {
-            const QMap<QString, QJsonValue> before = leavesOf(tab->saveConfig());
+            SCOPED_TRACE(nameOf(*control));
+            const QMap<QString, QJsonValue> before = leavesOf(settingsOf(*tab));
             changeControl(*control);
-            const QMap<QString, QJsonValue> after = leavesOf(tab->saveConfig());
+            const QMap<QString, QJsonValue> after = leavesOf(settingsOf(*tab));
             for (const QString& place : (before.keys() + after.keys())) {
                 if (before.value(place) != after.value(place)) {
                     changedPlaces.insert(place);
@@ -79,40 +96,49 @@ TEST_P(EveryTabType, ShowsInAnotherTabWhatEachControlWasSetTo) {
             } else if (before != after) {
                 idle.remove(control);
             }
-            const auto other = makeTab(type);
-            other->loadConfig(throughText(tab->saveConfig()));
-            ASSERT_EQ(textOf(other->saveConfig()), textOf(tab->saveConfig()))
-                << control->objectName().toStdString();
-            expectTheSameControls(*tab, *other);
+            ASSERT_NO_FATAL_FAILURE(expectToComeBackIn(*other, *tab));
         }
     }
     for (const QWidget* control : idle) {
-        EXPECT_TRUE(isOnlyAnOffer(*control)) << "not saved: " << control->metaObject()->className() << " "
-                                             << control->objectName().toStdString();
+        EXPECT_TRUE(isNoSetting(*control)) << "not saved: " << nameOf(*control);
     }
     for (const QString& place : leavesOf(defaults).keys()) {
-        if (place != QLatin1String("viewCounts")) { // of a plot that is never shown
-            EXPECT_TRUE(changedPlaces.contains(place)) << "no control for " << place.toStdString();
-        }
+        EXPECT_TRUE(hasNoControl(place) || changedPlaces.contains(place))
+            << "no control for " << place.toStdString();
     }
 }
 
-TEST_P(EveryTabType, ComesBackWithEveryControlChangedAtOnce) {
-    const auto tab = makeTab(type);
-    const QJsonObject defaults = tab->saveConfig();
-    changeEveryControl(*tab);
-    const QJsonObject saved = throughText(tab->saveConfig());
-    for (const QString& key : defaults.keys()) {
-        if (key != QLatin1String("viewCounts")) {
-            EXPECT_NE(saved.value(key), defaults.value(key)) << key.toStdString();
+TEST_P(EveryTabType, ComesBackWithEachChoiceOfEachBox) {
+    const auto tab = makeShownTab(type);
+    const auto other = makeShownTab(type);
+    int taken = 0;
+    for (QComboBox* box : tab->findChildren<QComboBox*>()) {
+        for (int index = 0; index < box->count(); ++index) {
+            SCOPED_TRACE(nameOf(*box) + ": " + box->itemText(index).toStdString());
+            box->setCurrentIndex(index);
+            taken += box->currentIndex() == index ? 1 : 0; // not all go with the others
+            ASSERT_NO_FATAL_FAILURE(expectToComeBackIn(*other, *tab));
         }
     }
-    const auto other = makeTab(type);
-    other->loadConfig(saved);
-    EXPECT_EQ(textOf(other->saveConfig()), textOf(saved));
-    expectTheSameControls(*tab, *other);
-    other->loadConfig(defaults);
-    EXPECT_EQ(textOf(other->saveConfig()), textOf(defaults)) << "the way back to the defaults";
+    EXPECT_GE(taken, 3);
+}
+
+TEST_P(EveryTabType, ComesBackWithEveryControlChangedAtOnce) {
+    const auto tab = makeShownTab(type);
+    const auto other = makeShownTab(type);
+    const QJsonObject defaults = settingsOf(*tab);
+    changeEveryControl(*tab);
+    const QMap<QString, QJsonValue> saved = leavesOf(settingsOf(*tab));
+    for (const QString& key : tab->saveConfig().keys()) {
+        const QString place = QStringLiteral("config/") + key;
+        EXPECT_TRUE(hasNoControl(place) || valueAt(settingsOf(*tab), place) != valueAt(defaults, place))
+            << key.toStdString();
+    }
+    EXPECT_NE(saved.value(QStringLiteral("sharedConfig/timeTagRecording/enabled")),
+              valueAt(defaults, QStringLiteral("sharedConfig/timeTagRecording/enabled")));
+    expectToComeBackIn(*other, *tab);
+    loadSettings(*other, defaults);
+    EXPECT_EQ(textOf(settingsOf(*other)), textOf(defaults)) << "the way back to the defaults";
 }
 
 TEST_P(EveryTabType, SharesNothingWithATabOfItsType) {
