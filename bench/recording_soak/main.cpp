@@ -1,6 +1,7 @@
 // Records a million tags/s of the simulated instrument through the controller, as the application does, and
 // tells by how much the process grows: qorn_recording_soak [SECONDS], 180 by default.
 #include "DeviceController.h"
+#include "ResidentMemory.h"
 #include "StreamFileReader.h"
 
 #include <QCoreApplication>
@@ -12,54 +13,21 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <vector>
-
-#include <unistd.h>
 
 namespace {
 
 using namespace qorn;
 using namespace qorn::timetagger::gui;
+using bench::MemorySample;
 
 constexpr double kSettleSeconds = 40.0; // until all buffers have their size and a part is rotated
 constexpr int kRotateSeconds = 30;
-constexpr double kMebibyte = 1048576.0;
 constexpr double kMostGrowthPerHour = 4.0; // MiB; a page or two in minutes is no growth
 
 constexpr const char* kScene = R"({"units": [{"repeat_block_ms": 500, "sources": [
     {"kind": "poisson", "input": 1, "rate_hz": 250000}, {"kind": "poisson", "input": 2, "rate_hz": 250000},
     {"kind": "poisson", "input": 3, "rate_hz": 250000}, {"kind": "poisson", "input": 4, "rate_hz": 250000}]}]})";
-
-double residentMebibytes() {
-    std::ifstream status("/proc/self/statm");
-    double total = 0.0;
-    double resident = 0.0;
-    status >> total >> resident;
-    return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / kMebibyte;
-}
-
-struct Sample {
-    double seconds = 0.0;
-    double mebibytes = 0.0;
-};
-
-// Slope of the straight line through the samples, in MiB per hour.
-double growthPerHour(const std::vector<Sample>& samples) {
-    double meanTime = 0.0;
-    double meanSize = 0.0;
-    for (const Sample& sample : samples) {
-        meanTime += sample.seconds / static_cast<double>(samples.size());
-        meanSize += sample.mebibytes / static_cast<double>(samples.size());
-    }
-    double covariance = 0.0;
-    double variance = 0.0;
-    for (const Sample& sample : samples) {
-        covariance += (sample.seconds - meanTime) * (sample.mebibytes - meanSize);
-        variance += (sample.seconds - meanTime) * (sample.seconds - meanTime);
-    }
-    return variance == 0.0 ? 0.0 : covariance / variance * 3600.0;
-}
 
 // Tags in all parts, in the order of their names, which is that of the recording.
 std::uint64_t countTags(const QDir& folder) {
@@ -79,20 +47,20 @@ bool writeScene(const QString& path) {
     return file.open(QIODevice::WriteOnly) && file.write(kScene) > 0;
 }
 
-int report(const std::vector<Sample>& samples, std::uint64_t tags, double seconds) {
+int report(const std::vector<MemorySample>& samples, std::uint64_t tags, double seconds) {
     if (samples.empty() || tags == 0) {
         std::fprintf(stderr, "nothing was measured\n");
         return 1;
     }
     const auto [least, most] =
-        std::minmax_element(samples.begin(), samples.end(), [](const Sample& one, const Sample& other) {
+        std::minmax_element(samples.begin(), samples.end(), [](const MemorySample& one, const MemorySample& other) {
             return one.mebibytes < other.mebibytes;
         });
     constexpr std::size_t kEvery = 20;
     for (std::size_t index = 0; index < samples.size(); index += kEvery) {
         std::printf("%4.0f s: %.2f MiB\n", samples[index].seconds, samples[index].mebibytes);
     }
-    const double growth = growthPerHour(samples);
+    const double growth = bench::growthPerHour(samples);
     std::printf("recorded: %llu tags in %.0f s, %.2f million tags/s\n", static_cast<unsigned long long>(tags),
                 seconds, static_cast<double>(tags) / seconds / 1e6);
     std::printf("resident: %.2f to %.2f MiB from %.0f s on\n", least->mebibytes, most->mebibytes,
@@ -130,13 +98,13 @@ int main(int argc, char** argv) {
 
     QElapsedTimer clock;
     clock.start();
-    std::vector<Sample> samples;
+    std::vector<MemorySample> samples;
     samples.reserve(static_cast<std::size_t>(length) + 1);
     QTimer everySecond;
     QObject::connect(&everySecond, &QTimer::timeout, [&] {
         const double seconds = static_cast<double>(clock.elapsed()) / 1000.0;
         if (seconds >= kSettleSeconds) {
-            samples.push_back({seconds, residentMebibytes()});
+            samples.push_back({seconds, bench::residentMebibytes()});
         }
         if (seconds >= length) {
             QCoreApplication::exit(0);

@@ -19,6 +19,9 @@ public:
     void start();
     void stop();
 
+    // Forgets the waits so far, and their memory.
+    void clear() { waitsMs = {}; }
+
     std::size_t count() const { return waitsMs.size(); }
     // The wait in ms that so large a part of the events (0 to 1) did not exceed; 0 without any.
     double percentileMs(double part) const;

@@ -1,0 +1,38 @@
+// Receivers of the published stream that come, stay a while and go, as other hosts do. Each has a thread of
+// its own. Owned by the soak, used on the GUI thread.
+#pragma once
+
+#include "RelayEndpoint.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace qorn::soak {
+
+class RelayVisitors {
+public:
+    ~RelayVisitors();
+
+    std::size_t count() const { return visitors.size(); }
+    void come(const relay::RelayEndpoint& endpoint);
+    // The visitor that came first goes; nothing happens when there is none.
+    void go();
+    void allGo();
+
+    // Tags that all visitors so far have received.
+    std::uint64_t tags() const { return received; }
+
+private:
+    struct Visitor {
+        std::atomic<bool> stop = false;
+        std::thread thread;
+    };
+
+    std::vector<std::unique_ptr<Visitor>> visitors;
+    std::atomic<std::uint64_t> received = 0;
+};
+
+} // namespace qorn::soak

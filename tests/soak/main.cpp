@@ -1,0 +1,88 @@
+// Drives the window for a time on the simulated instrument, with everything that an operator can do and with
+// faults: qorn_soak [--seconds S] [--seed N] [--rate TAGS/S]. Prints one JSON object and ends
+// with 1 when something was not as it must be: a lost or changed tag in a recording, a handle in two threads,
+// an event loop that stands still, growing memory, a measurement that does not end.
+#include "ApplicationSetup.h"
+#include "HandleGuard.h"
+#include "SoakOperator.h"
+#include "SoakScene.h"
+#include "SoakWatch.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+
+#include <cstdio>
+
+namespace {
+
+constexpr double kFaultsPerMinute = 4.0;
+
+} // namespace
+
+int main(int argc, char** argv) {
+    using namespace qorn;
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    const QTemporaryDir home;
+    for (const char* place : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"}) {
+        qputenv(place, home.path().toUtf8());
+    }
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    timetagger::gui::setUpApplication(application);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Drives the window for a time and watches what must hold."));
+    parser.addHelpOption();
+    const QCommandLineOption secondsOption(QStringLiteral("seconds"), QStringLiteral("How long."),
+                                           QStringLiteral("s"), QStringLiteral("120"));
+    const QCommandLineOption seedOption(QStringLiteral("seed"), QStringLiteral("Of the plan."),
+                                        QStringLiteral("number"), QStringLiteral("1"));
+    const QCommandLineOption rateOption(QStringLiteral("rate"), QStringLiteral("Tags/s of all inputs."),
+                                        QStringLiteral("tags/s"), QStringLiteral("200000"));
+    parser.addOptions({secondsOption, seedOption, rateOption});
+    parser.process(application);
+    const double seconds = parser.value(secondsOption).toDouble();
+    const std::uint64_t seed = parser.value(seedOption).toULongLong();
+
+    std::mt19937_64 random(seed);
+    const QString truth = home.filePath(QStringLiteral("truth"));
+    QFile scene(home.filePath(QStringLiteral("scene.json")));
+    const auto faults = static_cast<int>(seconds / 60.0 * kFaultsPerMinute);
+    if (!scene.open(QIODevice::WriteOnly) ||
+        scene.write(soak::soakScene(parser.value(rateOption).toDouble(), truth, faults, random)) <= 0) {
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(scene.fileName()));
+        return 1;
+    }
+    scene.close();
+    qputenv("QORN_SIMULATOR_SCENE", scene.fileName().toUtf8());
+
+    const timing::DriverTable simulator = timing::load_driver(QORN_SIMULATOR);
+    const soak::HandleGuard guard(simulator);
+    soak::SoakWatch watch;
+    QJsonObject report;
+    {
+        soak::SoakOperator worker(watch, truth, random());
+        QObject::connect(&worker, &soak::SoakOperator::finished, &application, [] {
+            QCoreApplication::exit(0);
+        }); // to quit would close the window with its question
+        worker.work(seconds);
+        QApplication::exec();
+        report = worker.report();
+    }
+    if (guard.violations() > 0) {
+        watch.complain(QStringLiteral("%1 calls met another one in their handle, first %2")
+                           .arg(guard.violations())
+                           .arg(QString::fromStdString(guard.firstViolation())));
+    }
+    report.insert(QStringLiteral("seconds"), seconds);
+    report.insert(QStringLiteral("seed"), static_cast<qint64>(seed));
+    report.insert(QStringLiteral("driver_calls"), static_cast<qint64>(guard.calls()));
+    report.insert(QStringLiteral("watch"), watch.report());
+    std::puts(QJsonDocument(report).toJson().constData());
+    return watch.isClean() ? 0 : 1;
+}

@@ -1,0 +1,19 @@
+// How much memory the process holds, and by how much that grows. Any thread.
+#pragma once
+
+#include <vector>
+
+namespace qorn::bench {
+
+struct MemorySample {
+    double seconds = 0.0;
+    double mebibytes = 0.0;
+};
+
+// Resident memory of this process in MiB, by /proc/self/statm.
+double residentMebibytes();
+
+// Slope of the straight line through the samples by least squares, in MiB per hour; 0 for fewer than two.
+double growthPerHour(const std::vector<MemorySample>& samples);
+
+} // namespace qorn::bench
