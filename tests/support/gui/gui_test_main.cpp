@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QThread>
+#include <QThreadPool>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -32,6 +34,17 @@ class IsolationListener : public testing::EmptyTestEventListener {
     }
 };
 
+// Qt lets go of its threads before the system has ended them, and the leak check at the end of the program
+// cannot bear to meet one that is just ending.
+void awaitEndOfThreads() {
+    constexpr int kTries = 200;
+    QThreadPool::globalInstance()->waitForDone();
+    for (int i = 0; i < kTries && QDir(QStringLiteral("/proc/self/task")).count() > 3;
+         ++i) { // ".", ".." and this
+        QThread::msleep(1);
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -48,10 +61,15 @@ int main(int argc, char** argv) {
         qputenv(name, folder.toUtf8());
     }
     qorn::testing::MessageGuard::install();
-    QApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("Qorn Timing"));
-    QCoreApplication::setOrganizationName(QStringLiteral("QORN"));
-    testing::InitGoogleTest(&argc, argv);
-    testing::UnitTest::GetInstance()->listeners().Append(new IsolationListener);
-    return RUN_ALL_TESTS();
+    int result = 1;
+    {
+        QApplication application(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("Qorn Timing"));
+        QCoreApplication::setOrganizationName(QStringLiteral("QORN"));
+        testing::InitGoogleTest(&argc, argv);
+        testing::UnitTest::GetInstance()->listeners().Append(new IsolationListener);
+        result = RUN_ALL_TESTS();
+    }
+    awaitEndOfThreads();
+    return result;
 }
