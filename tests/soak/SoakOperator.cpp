@@ -55,7 +55,7 @@ const SoakOperator::Deed SoakOperator::kDeeds[] = {
     {"pause", 5, &SoakOperator::pause},
     {"stop", 4, &SoakOperator::stop},
     {"reset", 4, &SoakOperator::reset},
-    {"record", 4, &SoakOperator::record},
+    {"record", 8, &SoakOperator::record},
     {"toggle a log", 5, &SoakOperator::toggleLog},
     {"change the theme", 2, &SoakOperator::changeTheme},
     {"detach a tab", 2, &SoakOperator::detachTab},
