@@ -1,6 +1,7 @@
 #include "SceneLoader.h"
 
 #include "SceneNode.h"
+#include "SourceLoad.h"
 #include "TimeBase.h"
 
 #include <algorithm>
@@ -210,6 +211,13 @@ SourceSpec readSource(const SceneNode& node) {
     }
     source.amplitudeV = members.number("amplitude_v", source.amplitudeV, 0, 10);
     members.finish();
+    const SourceLoad load = loadOf(source);
+    if (load.pulsesPerSecond > kMostPulsesPerSecond) {
+        node.refuse("makes more pulses than can be played: at most 1e9 per second");
+    }
+    if (load.heldPulses > kMostHeldPulses) {
+        node.refuse("spreads its pulses so widely that more than 1e7 of them would have to be held at once");
+    }
     return source;
 }
 

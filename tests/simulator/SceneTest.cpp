@@ -74,6 +74,15 @@ INSTANTIATE_TEST_SUITE_P(
         BadScene{"SourceWithoutRate",
                  "{\"units\": [{\"sources\": [{\"kind\": \"poisson\",\n\"input\": 1}]}]}",
                  "line 1, key \"units[0].sources[0]\": lacks the key \"rate_hz\""},
+        BadScene{"SourceOfTooManyPulses",
+                 "{\"units\": [{\"sources\": [\n{\"kind\": \"bursts\", \"input\": 1, \"frequency_hz\": 1e6, "
+                 "\"pulses\": 1001}]}]}",
+                 "line 2, key \"units[0].sources[0]\": makes more pulses than can be played"},
+        BadScene{
+            "SourceThatFillsTheMemory",
+            "{\"units\": [{\"sources\": [\n{\"kind\": \"periodic\", \"input\": 1, \"frequency_hz\": 1e8, "
+            "\"jitter_ps\": 1e12}]}]}",
+            "line 2, key \"units[0].sources[0]\": spreads its pulses so widely"},
         BadScene{"SourceOfInputFive",
                  "{\"units\": [{\"sources\": [{\"kind\": \"poisson\",\n\"input\": 5}]}]}",
                  "line 2, key \"units[0].sources[0].input\": must be from 1 to 4"},
