@@ -20,20 +20,21 @@ void blockFileSizeSignal() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
+constexpr const char* kBrokenOff = "the capture was broken off";
+
 } // namespace
 
 AsyncDecodedQorntsWriter::AsyncDecodedQorntsWriter(const QString& path,
-                                                   const timing::StreamFileHeader& header) {
+                                                   const timing::StreamFileHeader& header)
+    : firstPath(path.toStdString()) {
     file.open(path.toStdString(), header);
     worker = std::thread(&AsyncDecodedQorntsWriter::run, this);
 }
 
 AsyncDecodedQorntsWriter::~AsyncDecodedQorntsWriter() {
-    try {
-        close();
-    } catch (...) {
-        // Whoever must know of it has called close().
-    }
+    // Whoever must know of a failure has called close().
+    stopWork(timing::PartEnd::Error, kBrokenOff);
+    file.set_record_sink({});
 }
 
 void AsyncDecodedQorntsWriter::enqueue(Entry entry) {
@@ -54,22 +55,44 @@ void AsyncDecodedQorntsWriter::enqueue(Entry entry) {
     notEmpty.notify_one();
 }
 
-void AsyncDecodedQorntsWriter::finishRecording() {
-    enqueue(Entry{Entry::Kind::Finish, {}, {}, {}});
+void AsyncDecodedQorntsWriter::finishRecording(timing::PartEnd end, const std::string& error) {
+    Entry entry;
+    entry.kind = Entry::Kind::Finish;
+    entry.end = end;
+    entry.error = error;
+    enqueue(std::move(entry));
+}
+
+void AsyncDecodedQorntsWriter::refreshCompanion() {
+    Entry entry;
+    entry.kind = Entry::Kind::Refresh;
+    enqueue(std::move(entry));
+}
+
+std::optional<QString> AsyncDecodedQorntsWriter::takeNotice() {
+    const std::lock_guard lock(mutex);
+    return std::exchange(notice, std::nullopt);
 }
 
 void AsyncDecodedQorntsWriter::close() {
+    stopWork(timing::PartEnd::Operator, {});
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+void AsyncDecodedQorntsWriter::stopWork(timing::PartEnd end, const std::string& error) {
     {
         const std::lock_guard lock(mutex);
-        stop = true;
+        if (!std::exchange(stop, true)) {
+            lastEnd = end;
+            lastError = error;
+        }
         notEmpty.notify_all();
         notFull.notify_all();
     }
     if (worker.joinable()) {
         worker.join();
-    }
-    if (failure) {
-        std::rethrow_exception(failure);
     }
 }
 
@@ -78,7 +101,9 @@ void AsyncDecodedQorntsWriter::run() {
     blockFileSizeSignal();
     try {
         writeUntilClosed();
-    } catch (...) {
+    } catch (const std::exception& error) {
+        companion.end(timing::PartEnd::Error, error.what());
+        noteCompanionFailure();
         const std::lock_guard lock(mutex);
         failure = std::current_exception();
         stop = true;
@@ -89,6 +114,8 @@ void AsyncDecodedQorntsWriter::run() {
 
 void AsyncDecodedQorntsWriter::writeUntilClosed() {
     bool active = true; // the constructor has opened the first file
+    beginPart(firstPath);
+    noteCompanionFailure();
     for (;;) {
         Entry entry;
         {
@@ -108,7 +135,7 @@ void AsyncDecodedQorntsWriter::writeUntilClosed() {
         }
     }
     if (active) {
-        file.close();
+        endPart(lastEnd, lastError);
     }
 }
 
@@ -121,22 +148,56 @@ void AsyncDecodedQorntsWriter::carryOut(const Entry& entry, bool& active) {
     switch (entry.kind) {
     case Entry::Kind::Finish:
         if (active) {
-            file.close();
+            endPart(entry.end, entry.error);
         }
         active = false;
         break;
     case Entry::Kind::Rotate:
         if (active) {
-            file.close();
+            endPart(timing::PartEnd::Rotation);
         }
         file.open(entry.path.toStdString(), entry.header);
+        beginPart(entry.path.toStdString());
         active = true;
         break;
     case Entry::Kind::Data:
         if (active) {
+            companion.expect(entry.times);
             file.append(entry.payload, entry.payload.size() / timing::kTagWordBytes);
         }
         break;
+    case Entry::Kind::Refresh:
+        if (active) {
+            file.flush(); // the companion tells of nothing that waits in the buffer
+        }
+        companion.refresh();
+        break;
+    case Entry::Kind::Loss:
+        companion.add(entry.loss);
+        break;
+    }
+    noteCompanionFailure();
+}
+
+// The head goes to the file at once: a program that dies leaves a recording, if one of no tags.
+void AsyncDecodedQorntsWriter::beginPart(const std::string& path) {
+    file.flush();
+    companion.begin(path);
+}
+
+// A file that cannot be closed has another end than was meant.
+void AsyncDecodedQorntsWriter::endPart(timing::PartEnd end, const std::string& error) {
+    file.close();
+    companion.end(end, error);
+    noteCompanionFailure();
+}
+
+void AsyncDecodedQorntsWriter::noteCompanionFailure() {
+    if (const auto failed = companion.takeFailure()) {
+        const std::lock_guard lock(mutex);
+        notice =
+            QCoreApplication::translate("Measurement", "The recording goes on without its companion file: %1")
+                .arg(QString::fromStdString(*failed));
     }
 }
 

@@ -2,6 +2,9 @@
 // capture unless it lags by a long way. Owned by the capture task, which is the one producer.
 #pragma once
 
+#include "CompanionKeeper.h"
+#include "RecordTimes.h"
+#include "RecordingCompanion.h"
 #include "StreamFileWriter.h"
 
 #include <QString>
@@ -11,6 +14,8 @@
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -20,19 +25,25 @@ class AsyncDecodedQorntsWriter {
 public:
     // An order to the writer, carried out in turn.
     struct Entry {
-        enum class Kind { Data, Rotate, Finish };
+        enum class Kind { Data, Rotate, Finish, Refresh, Loss };
         Kind kind = Kind::Data;
-        QString path;                       // rotate only
-        std::vector<unsigned char> payload; // data only: whole tag words
-        timing::StreamFileHeader header;    // rotate only
+        QString path;                                    // rotate only
+        std::vector<unsigned char> payload;              // data only: whole tag words
+        timing::StreamFileHeader header;                 // rotate only
+        std::vector<timing::RecordTime> times{};         // data only: what its words do not tell
+        timing::RecordingLoss loss{};                    // loss only
+        timing::PartEnd end = timing::PartEnd::Duration; // finish only: why
+        std::string error{};                             // finish only: of an error
     };
 
     static constexpr std::size_t kMostEntries = 512;
     static constexpr std::size_t kMostBytes = 268435456;
 
-    // Opens the first file on the caller's thread, then starts the writing thread. Throws timing::Error.
+    // Opens the first file on the caller's thread, then starts the writing thread. Throws timing::Error. Each
+    // file gets a companion, which no failure of its own keeps from being recorded.
     AsyncDecodedQorntsWriter(const QString& path, const timing::StreamFileHeader& header);
-    ~AsyncDecodedQorntsWriter(); // as close(), swallows failures
+    // As close(), but swallows failures, and the companion says that the recording was broken off.
+    ~AsyncDecodedQorntsWriter();
     AsyncDecodedQorntsWriter(const AsyncDecodedQorntsWriter&) = delete;
     AsyncDecodedQorntsWriter& operator=(const AsyncDecodedQorntsWriter&) = delete;
 
@@ -40,11 +51,18 @@ public:
     // std::runtime_error when it has ended.
     void enqueue(Entry entry);
 
-    // Lets the writer close the file behind what is queued; data that follows is dropped.
-    void finishRecording();
+    // Lets the writer close the file behind what is queued; data that follows is dropped. The error's text
+    // goes with PartEnd::Error.
+    void finishRecording(timing::PartEnd end = timing::PartEnd::Duration, const std::string& error = {});
 
-    // Waits until all queued work is done and the thread has ended. Throws the writer's failure, at each
-    // call.
+    // Lets the writer bring the companion up to what is queued before.
+    void refreshCompanion();
+
+    // What kept the companion from being written, for the operator: given once, and nothing without that.
+    std::optional<QString> takeNotice();
+
+    // The operator ends the recording. Waits until all queued work is done and the thread has ended. Throws
+    // the writer's failure, at each call.
     void close();
 
 private:
@@ -52,14 +70,25 @@ private:
     void writeUntilClosed();
     bool isIdle();
     void carryOut(const Entry& entry, bool& active);
+    void beginPart(const std::string& path);
+    void endPart(timing::PartEnd end, const std::string& error = {});
+    void noteCompanionFailure();
+    void stopWork(timing::PartEnd end, const std::string& error);
 
-    timing::StreamFileWriter file; // the constructor's thread first, then the worker alone
-    std::mutex mutex;              // guards all below
+    std::string firstPath;
+    // The constructor's thread first, then the worker alone. What the file's destructor still writes after a
+    // failure goes to no companion.
+    timing::StreamFileWriter file;
+    CompanionKeeper companion{file};
+    std::mutex mutex; // guards all below
     std::condition_variable notEmpty;
     std::condition_variable notFull;
     std::deque<Entry> queue;
     std::size_t queuedBytes = 0;
-    bool stop = false; // no more work will come, or the worker has failed
+    bool stop = false;                                   // no more work will come, or the worker has failed
+    timing::PartEnd lastEnd = timing::PartEnd::Operator; // of the part that is open at the stop
+    std::string lastError;
+    std::optional<QString> notice;
     std::exception_ptr failure;
     std::thread worker; // last: starts when all else stands
 };

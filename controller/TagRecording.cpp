@@ -1,5 +1,6 @@
 #include "TagRecording.h"
 
+#include "RecordingCompanionFile.h"
 #include "RecordingPartPath.h"
 #include "TagWords.h"
 
@@ -13,6 +14,10 @@
 namespace qorn::timetagger::gui {
 namespace {
 
+using Entry = AsyncDecodedQorntsWriter::Entry;
+
+constexpr std::chrono::seconds kRefreshInterval{4}; // five at most, with the writer's own time
+
 std::string creationTime() {
     return QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toStdString();
 }
@@ -24,10 +29,16 @@ timing::StreamFileHeader fileHeader(timing::StreamFileHeader stream) {
     return stream;
 }
 
-// The path, or with a number added when there is such a file already: a recording never replaces another.
+bool isTaken(const QString& path) {
+    const std::string companion = timing::companion_path(path.toStdString()).string();
+    return QFileInfo(path).isFile() || QFileInfo::exists(QString::fromStdString(companion));
+}
+
+// The path, or with a number added when there is such a file, or a companion of that name: a recording never
+// replaces another.
 QString freePath(const QString& path) {
     QString candidate = path;
-    for (int number = 2; QFileInfo(candidate).isFile(); ++number) {
+    for (int number = 2; isTaken(candidate); ++number) {
         candidate = pathWithAddition(path, QLatin1Char('_') + QString::number(number));
     }
     return candidate;
@@ -60,7 +71,8 @@ std::unique_ptr<TagRecording> TagRecording::start(const UiTimeTagRecordingConfig
 
 TagRecording::TagRecording(const UiTimeTagRecordingConfig& recording, const timing::StreamFileHeader& first,
                            LoopClock::TimePoint now)
-    : config(recording), header(first), writer(recording.path, first), recordingBegin(now), partBegin(now) {}
+    : config(recording), header(first), writer(recording.path, first), recordingBegin(now), partBegin(now),
+      refreshed(now) {}
 
 void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now) {
     if (!active) {
@@ -73,22 +85,49 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
     }
     if (hasPassed(config.rotateSeconds, partBegin, now)) {
         header.created_utc = creationTime();
-        writer.enqueue({AsyncDecodedQorntsWriter::Entry::Kind::Rotate,
-                        freePath(recordingPartPath(config.path, ++partIndex)),
-                        {},
-                        header});
+        Entry entry;
+        entry.kind = Entry::Kind::Rotate;
+        entry.path = freePath(recordingPartPath(config.path, ++partIndex));
+        entry.header = header;
+        writer.enqueue(std::move(entry));
         partBegin = now;
+        refreshed = now;
+        times.restart();
     }
-    if (tags.empty()) {
+    if (!tags.empty()) {
+        Entry entry;
+        entry.times = times.of(tags);
+        timing::appendDecodedQorntsTags(entry.payload, tags);
+        writer.enqueue(std::move(entry));
+        lastTime = tags.back().timestamp_ps;
+    }
+    if (now - refreshed >= kRefreshInterval) {
+        writer.refreshCompanion();
+        refreshed = now;
+    }
+}
+
+void TagRecording::noteLoss(std::string_view stage, std::uint64_t count) {
+    if (!active || count == 0) {
         return;
     }
-    std::vector<unsigned char> words;
-    timing::appendDecodedQorntsTags(words, tags);
-    writer.enqueue({AsyncDecodedQorntsWriter::Entry::Kind::Data, {}, std::move(words), {}});
+    Entry entry;
+    entry.kind = Entry::Kind::Loss;
+    entry.loss = {0, lastTime, std::string(stage), count};
+    writer.enqueue(std::move(entry));
 }
 
 void TagRecording::close() {
     writer.close();
+}
+
+void TagRecording::closeAfter(const std::string& error) noexcept {
+    try {
+        writer.finishRecording(timing::PartEnd::Error, error);
+        writer.close();
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): see the header
+    }
+    active = false;
 }
 
 } // namespace qorn::timetagger::gui

@@ -4,12 +4,17 @@
 
 #include "AsyncDecodedQorntsWriter.h"
 #include "LoopClock.h"
+#include "RecordTimes.h"
 #include "StreamFileHeader.h"
 #include "TimeTag.h"
 #include "UiTimeTagRecordingConfig.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 
 namespace qorn::timetagger::gui {
 
@@ -23,12 +28,27 @@ public:
                                                const timing::StreamFileHeader& stream,
                                                LoopClock::TimePoint now);
 
-    // One pass: ends or rotates the recording when its time has come, then records the tags. Blocks while the
-    // writer lags. Throws the writer's failure.
+    // One pass: ends or rotates the recording when its time has come, then records the tags, and refreshes
+    // the companion each 4 s. Blocks while the writer lags. Throws the writer's failure.
     void append(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now);
 
-    // Writes what is queued and closes the file. Throws the writer's failure.
+    // False once the maximum duration has ended it: what is appended then is not recorded.
+    bool isActive() const { return active; }
+
+    // So many tags were lost in the stage of that name (at most 64 bytes) behind those that were appended:
+    // the companion tells of it. Nothing for no tags, and behind the maximum duration. Throws the writer's
+    // failure.
+    void noteLoss(std::string_view stage, std::uint64_t count);
+
+    // The operator's stop: writes what is queued and closes the file. Throws the writer's failure.
     void close();
+
+    // As close(), for a capture that ends with this text, which the companion tells. Swallows failures: the
+    // capture's own is the one to show.
+    void closeAfter(const std::string& error) noexcept;
+
+    // A text for the operator when the companion could not be written; given once. The recording goes on.
+    std::optional<QString> takeNotice() { return writer.takeNotice(); }
 
 private:
     TagRecording(const UiTimeTagRecordingConfig& recording, const timing::StreamFileHeader& first,
@@ -39,6 +59,9 @@ private:
     AsyncDecodedQorntsWriter writer;
     LoopClock::TimePoint recordingBegin;
     LoopClock::TimePoint partBegin;
+    LoopClock::TimePoint refreshed; // the companion
+    timing::RecordTimes times;
+    std::optional<std::int64_t> lastTime; // of the tags, in ps
     int partIndex = 0;
     bool active = true; // until the maximum duration
 };

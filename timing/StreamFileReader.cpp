@@ -20,8 +20,6 @@ constexpr std::size_t kBlockBytes = 262144;
 constexpr std::uint32_t kMostHeaderBytes = 1048576; // of JSON; headers of ours have some hundred
 constexpr std::size_t kLengthBytes = 4;
 constexpr std::size_t kHeadBytes = kStreamFileMagic.size() + kLengthBytes;
-constexpr std::uint64_t kNoTimeBits = 0x9FFFF00000000000; // zero in each raw64 "ps" word
-constexpr std::uint64_t kTimeBits = 0xFFFFFFFFFFF;
 
 std::string message(const std::filesystem::path& path, const std::string& what) {
     return "StreamFileReader: " + path.string() + ": " + what;
@@ -31,6 +29,7 @@ std::string message(const std::filesystem::path& path, const std::string& what) 
 struct OpenedFile {
     FileDescriptor file;
     StreamFileHeader header;
+    std::uint64_t headBytes = 0;
     std::uint64_t payloadBytes = 0;
 };
 
@@ -58,7 +57,7 @@ StreamFileHeader readHeader(const FileDescriptor& file, const std::filesystem::p
 
 OpenedFile openFile(const std::filesystem::path& path) {
     // A pipe would hold up the opening; it is refused behind it.
-    OpenedFile opened{FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), {}, 0};
+    OpenedFile opened{FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), {}, 0, 0};
     struct stat status {};
     if (!opened.file.is_open() || ::fstat(opened.file.get(), &status) != 0) {
         throw Error(TT_FILE_ERROR, message(path, std::strerror(errno)));
@@ -86,7 +85,8 @@ OpenedFile openFile(const std::filesystem::path& path) {
         throw Error(TT_FAILED, message(path, "the header is too large"));
     }
     opened.header = readHeader(opened.file, path, length);
-    opened.payloadBytes = size - kHeadBytes - length;
+    opened.headBytes = kHeadBytes + length;
+    opened.payloadBytes = size - opened.headBytes;
     return opened;
 }
 
@@ -132,10 +132,20 @@ void StreamFileReader::open(const std::filesystem::path& path) {
     file = std::move(opened.file);
     filePath = path;
     fileHeader = std::move(opened.header);
+    headBytes = opened.headBytes;
     payloadBytes = opened.payloadBytes;
     bytesRead = 0;
     endReported = false;
     held = 0;
+    fileRecords = 0;
+    misfit = false;
+    timeline.forget_places();
+}
+
+void StreamFileReader::use_times(const RecordingCompanion& companion) {
+    if (!decoder) {
+        timeline.expect(companion);
+    }
 }
 
 std::span<const TimeTag> StreamFileReader::read() {
@@ -173,29 +183,67 @@ std::span<const TimeTag> StreamFileReader::decode(std::span<const std::uint8_t> 
 std::span<const TimeTag> StreamFileReader::decodePicoseconds(std::span<const std::uint8_t> bytes) {
     tags.clear();
     TimeTag* tag = tags.reserve(bytes.size() / kTagWordBytes);
-    StreamTimeAxis local = axis; // in registers
+    while (bytes.size() >= kTagWordBytes) {
+        const std::size_t done =
+            timeline.next_place() == fileRecords ? decodePlace(bytes, tag) : decodeRun(bytes, tag);
+        bytes = bytes.subspan(done);
+    }
+    tags.commit(tag);
+    held = bytes.size();
+    std::memmove(block.data(), bytes.data(), held);
+    return tags.span();
+}
+
+// Records whose times follow from those before, up to the next place; gives the bytes that were read.
+std::size_t StreamFileReader::decodeRun(std::span<const std::uint8_t> bytes, TimeTag*& tag) {
+    const std::uint64_t records =
+        std::min<std::uint64_t>(timeline.next_place() - fileRecords, bytes.size() / kTagWordBytes);
+    StreamTimeAxis local = timeline.axis(); // in registers
     const std::uint8_t* at = bytes.data();
-    const std::uint8_t* const end = at + bytes.size();
+    const std::uint8_t* const end = at + records * kTagWordBytes;
+    TimeTag* next = tag;
     std::uint64_t skipped = 0;
     while (end - at >= static_cast<std::ptrdiff_t>(kTagWordBytes)) {
         const std::uint64_t word = load_be64(at);
-        if ((word & kNoTimeBits) != 0) [[unlikely]] {
+        if ((word & kTagWordFixedBits) != 0) [[unlikely]] {
             ++at; // no record starts here: slide by one byte
             ++skipped;
             continue;
         }
-        const auto time = static_cast<std::int64_t>(word & kTimeBits);
-        tag->channel = static_cast<std::uint8_t>(word >> 61);
-        tag->timestamp_ps = local.unwrap(time >= kCoarseWrapPs ? time - kCoarseWrapPs : time);
-        ++tag;
+        next->channel = static_cast<std::uint8_t>(word >> 61);
+        next->timestamp_ps = local.unwrap(wrapped_time(word));
+        ++next;
         at += kTagWordBytes;
     }
-    axis = local;
-    skippedBytes += skipped;
-    tags.commit(tag);
-    held = static_cast<std::size_t>(end - at);
-    std::memmove(block.data(), at, held);
-    return tags.span();
+    timeline.axis() = local;
+    fileRecords += static_cast<std::uint64_t>(next - tag);
+    tag = next;
+    if (skipped > 0) {
+        skippedBytes += skipped;
+        leaveTimes(); // who knows which record this is
+    }
+    return static_cast<std::size_t>(at - bytes.data());
+}
+
+// The record that stands at a place of its companion.
+std::size_t StreamFileReader::decodePlace(std::span<const std::uint8_t> bytes, TimeTag*& tag) {
+    const std::uint64_t word = load_be64(bytes.data());
+    if ((word & kTagWordFixedBits) != 0) {
+        leaveTimes();
+        return 0;
+    }
+    const std::uint64_t misfits = timeline.misfits();
+    *tag++ = {static_cast<std::uint8_t>(word >> 61), timeline.at(fileRecords++, wrapped_time(word)).time_ps};
+    if (timeline.misfits() > misfits) {
+        misfit = true;
+        leaveTimes();
+    }
+    return kTagWordBytes;
+}
+
+void StreamFileReader::leaveTimes() {
+    misfit = misfit || timeline.has_places();
+    timeline.forget_places();
 }
 
 bool StreamFileReader::endsInsideRecord() const {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace qorn::timing {
@@ -28,7 +29,7 @@ std::uint64_t record_bytes(StreamFormat format) {
     return 1; // records end at any bit
 }
 
-std::vector<std::uint8_t> head(const std::string& json) {
+std::vector<std::uint8_t> head_of(const std::string& json) {
     std::vector<std::uint8_t> bytes(kStreamFileMagic.begin(), kStreamFileMagic.end());
     for (unsigned shift = 0; shift < 32; shift += 8) {
         bytes.push_back(static_cast<std::uint8_t>(json.size() >> shift));
@@ -55,17 +56,17 @@ void StreamFileWriter::open(const std::string& path, const StreamFileHeader& hea
     if (!file.is_open()) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
     }
+    ::flock(file.get(), LOCK_EX | LOCK_NB); // where there are no locks, it does without
     const std::string json = detail::stream_header_to_json(header);
     if (json.size() > std::numeric_limits<std::uint32_t>::max()) {
         throw Error(TT_FAILED, "StreamFileWriter: header is too large");
     }
-    const std::vector<std::uint8_t> bytes = head(json);
-    headBytes = bytes.size();
+    headImage = head_of(json);
     recordBytes = record_bytes(header.format);
     fileBytes = 0;
     recordsWritten = 0;
-    bytesWritten = bytes.size();
-    if (!put(bytes)) {
+    bytesWritten = headImage.size();
+    if (!put(headImage)) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: failed to write header");
     }
 }
@@ -131,8 +132,10 @@ bool StreamFileWriter::write(std::span<const std::uint8_t> bytes) {
         fileBytes += count;
         if (count < size) {
             dropPartOfRecord();
+            tellSink(bytes.first(count - count % recordBytes));
             return false;
         }
+        tellSink(bytes.first(count));
         bytes = bytes.subspan(count);
     }
     return true;
@@ -141,8 +144,8 @@ bool StreamFileWriter::write(std::span<const std::uint8_t> bytes) {
 // A process that is killed inside a write leaves it at the end of a page. So a record that lies across pages
 // is a write of its own, and hardly a moment is left in which a kill could cut it.
 std::size_t StreamFileWriter::pieceSize(std::size_t left) const {
-    if (fileBytes < headBytes) {
-        return static_cast<std::size_t>(std::min<std::uint64_t>(left, headBytes - fileBytes));
+    if (fileBytes < headImage.size()) {
+        return static_cast<std::size_t>(std::min<std::uint64_t>(left, headImage.size() - fileBytes));
     }
     if (recordBytes == 1) {
         return left;
@@ -152,9 +155,17 @@ std::size_t StreamFileWriter::pieceSize(std::size_t left) const {
     return static_cast<std::size_t>(std::min<std::uint64_t>(left, std::max(wholeRecords, recordBytes)));
 }
 
+// A piece is of the head or of the records.
+void StreamFileWriter::tellSink(std::span<const std::uint8_t> taken) const {
+    if (sink && fileBytes > headImage.size() && !taken.empty()) {
+        sink(taken);
+    }
+}
+
 void StreamFileWriter::dropPartOfRecord() {
     failed = true;
-    const std::uint64_t part = fileBytes > headBytes ? (fileBytes - headBytes) % recordBytes : 0;
+    const std::uint64_t part =
+        fileBytes > headImage.size() ? (fileBytes - headImage.size()) % recordBytes : 0;
     if (part > 0 && ::ftruncate(file.get(), static_cast<off_t>(fileBytes - part)) == 0) {
         fileBytes -= part;
     }

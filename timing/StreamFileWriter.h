@@ -1,10 +1,12 @@
-// Writes one stream file: magic, JSON header, then whatever records the owner appends.
+// Writes one stream file: magic, JSON header, then whatever records the owner appends. While it is
+// open the file is locked (flock), so that tools can tell that it is being written.
 #pragma once
 
 #include "FileDescriptor.h"
 #include "StreamFileHeader.h"
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,6 +21,11 @@ public:
     ~StreamFileWriter();
     StreamFileWriter(const StreamFileWriter&) = delete;
     StreamFileWriter& operator=(const StreamFileWriter&) = delete;
+
+    // Is given the records that the system has taken, whole ones and in order, and nothing else: whatever
+    // fails, it knows what is in the file.
+    using RecordSink = std::function<void(std::span<const std::uint8_t>)>;
+    void set_record_sink(RecordSink receiver) { sink = std::move(receiver); }
 
     // Closes an open file, truncates `path` (UTF-8) and writes the header. Throws Error with status -2 when
     // the file cannot be opened or written, -1 when the header is too large.
@@ -36,7 +43,8 @@ public:
 
     bool is_open() const { return file.is_open(); }
     std::uint64_t records_written() const { return recordsWritten; }
-    std::uint64_t bytes_written() const { return bytesWritten; } // header included
+    std::span<const std::uint8_t> head() const { return headImage; } // of the latest file: up to its records
+    std::uint64_t bytes_written() const { return bytesWritten; }     // header included
 
 private:
     void requireOpen() const;
@@ -45,12 +53,14 @@ private:
     bool write(std::span<const std::uint8_t> bytes);
     std::size_t pieceSize(std::size_t left) const;
     void dropPartOfRecord();
+    void tellSink(std::span<const std::uint8_t> taken) const;
 
     FileDescriptor file;
+    RecordSink sink;
+    std::vector<std::uint8_t> headImage;
     std::vector<std::uint8_t> buffer;
     std::size_t buffered = 0;
-    bool failed = false;         // a write has; nothing follows in this file
-    std::uint64_t headBytes = 0; // magic, length and header
+    bool failed = false; // a write has; nothing follows in this file
     std::uint64_t recordBytes = 1;
     std::uint64_t fileBytes = 0; // that the system has taken
     std::uint64_t recordsWritten = 0;

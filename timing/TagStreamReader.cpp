@@ -32,8 +32,10 @@ void TagStreamReader::start(const StreamFileHeader& header, std::size_t read_byt
         queue.clear();
         queue.reserve(max_queue + kPassTags);
         error = nullptr;
+        decoded_tags = 0;
+        taken_tags = 0;
+        droppedTags = 0;
     }
-    droppedTags = 0;
     stop_requested = false;
     running = true;
     try {
@@ -65,9 +67,25 @@ void TagStreamReader::join() {
 }
 
 std::exception_ptr TagStreamReader::take(std::vector<TimeTag>& tags, std::size_t limit) {
+    Counts unused;
+    return take(tags, limit, unused);
+}
+
+std::exception_ptr TagStreamReader::take(std::vector<TimeTag>& tags, std::size_t limit, Counts& counts) {
     const std::lock_guard lock(mutex);
     queue.pop_front(tags, limit);
+    taken_tags += tags.size();
+    counts = locked_counts();
     return error;
+}
+
+TagStreamReader::Counts TagStreamReader::counts() const {
+    const std::lock_guard lock(mutex);
+    return locked_counts();
+}
+
+TagStreamReader::Counts TagStreamReader::locked_counts() const {
+    return {decoded_tags, taken_tags, droppedTags, queue.size()};
 }
 
 void TagStreamReader::run(const StreamFileHeader& header, std::size_t read_bytes) {
@@ -85,6 +103,9 @@ void TagStreamReader::read_until_stopped(const StreamFileHeader& header, std::si
     StreamDecoder decoder(header);
     std::vector<std::uint8_t> buffer(read_bytes);
     while (!stop_requested) {
+        if (read_hook) {
+            read_hook();
+        }
         std::size_t count = 0;
         const tt_status status = driver().tt_read_stream_bytes(device.handle, buffer.data(), buffer.size(),
                                                                &count, kReadTimeoutMs);
@@ -110,6 +131,7 @@ void TagStreamReader::enqueue(std::span<const TimeTag> tags) {
     }
     const std::lock_guard lock(mutex);
     queue.push_back(tags);
+    decoded_tags += tags.size();
     if (queue.size() > max_queue) {
         const std::size_t excess = queue.size() - max_queue;
         queue.drop_front(excess);

@@ -44,8 +44,10 @@ protected:
         return TagRecording::start({path, rotateSeconds, maxDurationSeconds}, streamHeader(), kStart);
     }
     QString part(const char* name) const { return QString::fromStdString(folder.file(name)); }
+    // Without their companions.
     QStringList files() const {
-        return QDir(QString::fromStdString(folder.path().string())).entryList(QDir::Files, QDir::Name);
+        return QDir(QString::fromStdString(folder.path().string()))
+            .entryList({QStringLiteral("*.qornts")}, QDir::Files, QDir::Name);
     }
 
     TemporaryFolder folder;

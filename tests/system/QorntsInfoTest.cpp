@@ -32,8 +32,9 @@ TEST_F(Qornts, HelpTellsTheCommandsAndOptions) {
         const ToolRun help = run(arguments);
         EXPECT_EQ(help.code, 0);
         EXPECT_EQ(help.errors, "");
-        for (const char* part : {"qornts info FILE", "qornts export FILE", "--csv OUT", "--npy OUT",
-                                 "--force", "--help", "--version"}) {
+        for (const char* part :
+             {"qornts info FILE", "qornts export FILE", "qornts verify FILE", "qornts recover FILE",
+              "--csv OUT", "--npy OUT", "--force", "--help", "--version"}) {
             EXPECT_NE(help.output.find(part), std::string::npos) << part;
         }
     }

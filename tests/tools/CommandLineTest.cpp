@@ -60,7 +60,7 @@ TEST(CommandLine, HelpAndVersionGoBeforeAllElse) {
 
 TEST(CommandLine, WrongUsageIsNamed) {
     const std::pair<Arguments, const char*> cases[] = {
-        {{}, "a command is missing: info or export"},
+        {{}, "a command is missing: info, export, verify or recover"},
         {{"print"}, "unknown command \"print\""},
         {{"info"}, "the name of a recording is missing"},
         {{"info", ""}, "the name of a file is empty"},

@@ -12,13 +12,17 @@ public:
 
     Command parse() {
         if (left.empty()) {
-            throw UsageError("a command is missing: info or export");
+            throw UsageError("a command is missing: info, export, verify or recover");
         }
         const std::string_view first = next();
         if (first == "info") {
             command.action = Action::Info;
         } else if (first == "export") {
             command.action = Action::Export;
+        } else if (first == "verify") {
+            command.action = Action::Verify;
+        } else if (first == "recover") {
+            command.action = Action::Recover;
         } else if (!isGeneral(first)) {
             throw UsageError("unknown command \"" + std::string(first) + "\"");
         } else {
@@ -86,6 +90,9 @@ private:
         if (command.files.empty()) {
             throw UsageError("the name of a recording is missing");
         }
+        if (command.action == Action::Recover && command.files.size() > 1) {
+            throw UsageError("recover takes one recording at a time");
+        }
         if (command.action != Action::Export) {
             return;
         }
@@ -110,7 +117,7 @@ Command parseCommandLine(std::span<const char* const> arguments) {
 }
 
 std::string helpText() {
-    return R"(Reads recordings of time tags (.qornts).
+    return R"(Reads and checks recordings of time tags (.qornts).
 
   qornts info FILE...
       Prints what the files say of themselves, and the tags, span and rates in them.
@@ -121,12 +128,20 @@ std::string helpText() {
       records with these fields. "-" as OUT is the standard output, for CSV only. An OUT that is
       there already is replaced only with --force.
 
-Several files are the parts of one recording, in order.
+  qornts verify FILE...
+      Checks each file against its companion, FILE.json: header, records, times, counts and CRCs.
+
+  qornts recover FILE
+      Makes the companion of a recording anew whose program died. Bytes of a record that is cut off
+      go to FILE.cut; nothing else of the file changes.
+
+For info and export several files are the parts of one recording, in order. Their times are absolute
+where each has a companion that fits.
 
   -h, --help    prints this
   --version     prints the version
 
-Exit status: 0 done, 1 a file cannot be read or written, 2 wrong usage.
+Exit status: 0 done, 1 a file cannot be read or written or is not what was recorded, 2 wrong usage.
 )";
 }
 

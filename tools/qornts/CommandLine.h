@@ -9,7 +9,7 @@
 
 namespace qorn::qornts {
 
-enum class Action { Help, Version, Info, Export };
+enum class Action { Help, Version, Info, Export, Verify, Recover };
 enum class ExportFormat { Csv, Npy };
 
 struct Command {

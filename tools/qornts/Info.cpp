@@ -80,6 +80,29 @@ std::uint64_t TagStatistics::spanPs() const {
     return static_cast<std::uint64_t>(latest) - static_cast<std::uint64_t>(earliest);
 }
 
+namespace {
+
+// What only companions tell.
+void addCompanions(Lines& lines, const std::vector<timing::RecordingCompanion>& companions) {
+    if (companions.empty()) {
+        return;
+    }
+    const auto isFilled = [](const timing::RecordingCompanion& companion) { return companion.records > 0; };
+    if (const auto filled = std::find_if(companions.begin(), companions.end(), isFilled);
+        filled != companions.end()) {
+        lines.add("first (ps)", std::to_string(filled->first_time_ps.value_or(0)));
+    }
+    std::uint64_t lost = 0;
+    for (const timing::RecordingCompanion& companion : companions) {
+        lost += companion.lost();
+    }
+    lines.addCount("lost", lost);
+    const timing::RecordingCompanion& last = companions.back();
+    lines.add("ended", timing::part_end_name(last.end) + (last.error.empty() ? "" : ": " + last.error));
+}
+
+} // namespace
+
 std::string describe(const RecordingParts& recording, const TagStatistics& statistics) {
     Lines lines;
     for (const std::filesystem::path& path : recording.paths()) {
@@ -96,6 +119,7 @@ std::string describe(const RecordingParts& recording, const TagStatistics& stati
     for (std::size_t channel = 0; channel < timing::kChannels; ++channel) {
         lines.addRate("rate ch" + std::to_string(channel + 1) + " (Hz)", statistics.tagsOf(channel), span);
     }
+    addCompanions(lines, recording.companions());
     return std::move(lines.text);
 }
 

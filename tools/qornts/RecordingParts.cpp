@@ -1,5 +1,8 @@
 #include "RecordingParts.h"
 
+#include "Companions.h"
+#include "RecordingCompanionFile.h"
+
 #include <utility>
 
 namespace qorn::qornts {
@@ -13,17 +16,52 @@ RecordingParts::RecordingParts(std::vector<std::filesystem::path> parts) : files
         if (index == 0) {
             first = check.header();
         } else if (check.header().created_utc < earlier) {
-            orderWarnings.push_back(files[index].string() + " was created before " +
-                                    files[index - 1].string() + ": are the parts in order?");
+            partWarnings.push_back(files[index].string() + " was created before " +
+                                   files[index - 1].string() + ": are the parts in order?");
         }
+    }
+    if (check.has_tag_words()) {
+        findCompanions();
+    }
+}
+
+// Times of one part that are absolute do not go with times of another that are not.
+void RecordingParts::findCompanions() {
+    std::vector<std::string> without;
+    for (const std::filesystem::path& file : files) {
+        CompanionSearch search = findCompanion(file);
+        if (search.companion) {
+            partCompanions.push_back(std::move(*search.companion));
+        } else if (!search.fault.empty()) {
+            partWarnings.push_back(search.fault + ": going on without companions");
+        } else {
+            without.push_back(file.string() + " has no companion: going on without those of other parts");
+        }
+    }
+    if (partCompanions.size() < files.size()) {
+        if (!partCompanions.empty()) {
+            partWarnings.insert(partWarnings.end(), without.begin(), without.end());
+        }
+        partCompanions.clear();
+    }
+}
+
+void RecordingParts::endPart() {
+    if (reader.times_misfit()) {
+        partWarnings.push_back(
+            timing::companion_path(files[opened - 1]).string() +
+            " does not agree with the records: from there on times are by the records alone");
     }
 }
 
 std::span<const timing::TimeTag> RecordingParts::read() {
     for (;;) {
         if (opened > 0) {
-            if (const auto tags = reader.read(); !tags.empty() || opened == files.size()) {
+            if (const auto tags = reader.read(); !tags.empty()) {
                 return tags;
+            }
+            if (!std::exchange(partEnded, true)) {
+                endPart();
             }
         }
         if (opened == files.size()) {
@@ -31,11 +69,15 @@ std::span<const timing::TimeTag> RecordingParts::read() {
         }
         before += reader.bytes_read();
         reader.open(files[opened++]);
+        partEnded = false;
+        if (!partCompanions.empty()) {
+            reader.use_times(partCompanions[opened - 1]);
+        }
     }
 }
 
 std::vector<std::string> RecordingParts::warnings() const {
-    std::vector<std::string> all = orderWarnings;
+    std::vector<std::string> all = partWarnings;
     if (const std::uint64_t gaps = reader.doubtful_gaps(); gaps > 0) {
         all.push_back("the whole stream was silent for long, or stepped back, at " + std::to_string(gaps) +
                       (gaps == 1 ? " place" : " places") +

@@ -1,8 +1,10 @@
-// qornts: tells what is in recordings of time tags, and exports them.
+// qornts: tells what is in recordings of time tags, exports, checks and mends them.
 #include "CommandLine.h"
 #include "Export.h"
 #include "Info.h"
+#include "Recover.h"
 #include "Text.h"
+#include "Verify.h"
 
 #include <csignal>
 #include <exception>
@@ -24,6 +26,10 @@ bool carryOut(const Command& command) {
     case Action::Export:
         exportRecording(command);
         break;
+    case Action::Verify:
+        return verifyRecordings(command.files);
+    case Action::Recover:
+        return recoverRecording(command.files.front());
     }
     return true;
 }

@@ -1,0 +1,90 @@
+#include "Companions.h"
+
+#include "Crc32.h"
+#include "Error.h"
+#include "FileDescriptor.h"
+#include "RecordingCompanionFile.h"
+#include "StreamFileReader.h"
+#include "TagWords.h"
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+namespace qorn::qornts {
+
+namespace fs = std::filesystem;
+
+std::uint64_t StreamFileFacts::wholeRecords() const {
+    return payloadBytes / timing::kTagWordBytes;
+}
+
+std::uint64_t StreamFileFacts::oddBytes() const {
+    return payloadBytes % timing::kTagWordBytes;
+}
+
+StreamFileFacts streamFileFacts(const fs::path& path) {
+    timing::StreamFileReader reader;
+    reader.open(path);
+    if (!reader.has_tag_words()) {
+        throw std::runtime_error(path.string() +
+                                 ": no recording of raw64 \"ps\" records, which alone have companions");
+    }
+    StreamFileFacts facts{{}, reader.header(), reader.payload_bytes()};
+    facts.head.resize(reader.head_bytes());
+    const timing::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.is_open() || file.read(facts.head) != static_cast<std::ptrdiff_t>(facts.head.size())) {
+        throw std::runtime_error(path.string() + ": " + std::strerror(errno));
+    }
+    return facts;
+}
+
+bool isBeingRecorded(const fs::path& path) {
+    const timing::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return file.is_open() && ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+bool isOfFile(const timing::RecordingCompanion& companion, const StreamFileFacts& file) {
+    return companion.head_bytes == file.head.size() && companion.head_crc == timing::crc32_of(file.head);
+}
+
+std::string misfit(const timing::RecordingCompanion& companion, const StreamFileFacts& file) {
+    if (!isOfFile(companion, file)) {
+        return "is of another file: its header is another";
+    }
+    const std::uint64_t there = file.wholeRecords();
+    if (companion.records > there) {
+        return "tells of " + counted(companion.records, "record") + ", but the file has " +
+               std::to_string(there);
+    }
+    if (companion.records < there && companion.end != timing::PartEnd::Open) {
+        return "tells of an end behind " + counted(companion.records, "record") + ", but the file has " +
+               std::to_string(there);
+    }
+    return {};
+}
+
+CompanionSearch findCompanion(const fs::path& path) {
+    const std::string named = timing::companion_path(path).string() + ' ';
+    try {
+        CompanionSearch found{timing::read_companion(path), {}};
+        if (!found.companion) {
+            return found;
+        }
+        if (const std::string why = misfit(*found.companion, streamFileFacts(path)); !why.empty()) {
+            return {std::nullopt, named + why};
+        }
+        return found;
+    } catch (const timing::CompanionFault& fault) {
+        return {std::nullopt, named + fault.what()};
+    }
+}
+
+std::string counted(std::uint64_t count, const std::string& what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
+} // namespace qorn::qornts

@@ -1,0 +1,15 @@
+// Makes a recording whole whose program or machine died while it recorded.
+#pragma once
+
+#include <filesystem>
+
+namespace qorn::qornts {
+
+// Makes the companion anew from the file and from what the last companion tells of its times. Bytes of a
+// record that is cut off go to "<path>.cut", a companion that cannot be used to "<path>.json.old"; where
+// there is such a file already, nothing is done. Nothing else of the file changes. Refuses a file that is
+// being recorded, and one with damaged records: false, with complaints. Throws std::exception when a file
+// cannot be read or written.
+bool recoverRecording(const std::filesystem::path& path);
+
+} // namespace qorn::qornts

@@ -1,0 +1,205 @@
+#include "Verify.h"
+
+#include "Progress.h"
+#include "RecordReading.h"
+#include "RecordScan.h"
+#include "RecordingCompanionFile.h"
+#include "TagWords.h"
+#include "Text.h"
+
+#include <algorithm>
+
+namespace qorn::qornts {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMostStretches = 8; // that are named one by one
+
+std::string place(std::uint64_t record, std::uint64_t headBytes) {
+    return "record " + std::to_string(record) + " (byte " +
+           std::to_string(headBytes + record * timing::kTagWordBytes) + ')';
+}
+
+// Goes through the records of one file beside what its companion says of them.
+class Comparison {
+public:
+    Comparison(const fs::path& path, const StreamFileFacts& facts, const timing::RecordingCompanion& told)
+        : file(facts), companion(told), reading(path, facts.head.size()),
+          there(std::min(facts.wholeRecords(), told.records)), progress(facts.wholeRecords()) {
+        expectTimes();
+    }
+
+    std::vector<std::string> run() {
+        for (const timing::RecordCheckpoint& checkpoint : companion.checkpoints) {
+            if (checkpoint.record >= there) {
+                break;
+            }
+            if (checkpoint.record > 0) {
+                scanTo(checkpoint.record);
+                endStretch(checkpoint.crc);
+            }
+            begin = checkpoint.record;
+            scanTo(checkpoint.record + 1);
+            compareTime(checkpoint);
+        }
+        scanTo(there);
+        if (there == companion.records) {
+            endStretch(companion.tail_crc);
+            compareTotals();
+        }
+        scanTo(file.wholeRecords());
+        if (scan.bad_records() > 0) {
+            faults.push_back(counted(scan.bad_records(), "word") + " of no tag, the first in the place of " +
+                             place(*scan.first_bad_record(), file.head.size()));
+        }
+        if (damaged > kMostStretches) {
+            faults.push_back(counted(damaged - kMostStretches, "more stretch") + " of records like these");
+        }
+        return std::move(faults);
+    }
+
+private:
+    // Checkpoints are to follow from the records and silences, but for silences that were too many to tell.
+    void expectTimes() {
+        timing::RecordTimeline& timeline = scan.timeline();
+        if (companion.silences_untold > 0) {
+            timeline.expect(companion);
+            return;
+        }
+        if (!companion.checkpoints.empty()) {
+            timeline.expect(companion.checkpoints.front());
+        }
+        for (const timing::RecordSilence& silence : companion.silences) {
+            timeline.expect(silence);
+        }
+    }
+
+    void scanTo(std::uint64_t record) {
+        while (scan.records() < record) {
+            scan.scan(reading.next(record - scan.records()));
+            progress.show(scan.records());
+        }
+    }
+
+    void endStretch(std::uint32_t expected) {
+        if (scan.take_crc() != expected && ++damaged <= kMostStretches) {
+            faults.push_back("records " + std::to_string(begin) + " to " +
+                             std::to_string(scan.records() - 1) + " (bytes " +
+                             std::to_string(file.head.size() + begin * timing::kTagWordBytes) + " to " +
+                             std::to_string(file.head.size() + scan.records() * timing::kTagWordBytes - 1) +
+                             ") are not those that were recorded: their CRC is another");
+        }
+    }
+
+    // Times behind other records than were recorded tell nothing.
+    void compareTime(const timing::RecordCheckpoint& checkpoint) {
+        if (damaged == 0 && scan.last_time() != checkpoint.time_ps && !timeIsWrong) {
+            timeIsWrong = true;
+            faults.push_back(place(checkpoint.record, file.head.size()) + " is at " +
+                             std::to_string(scan.last_time().value_or(0)) +
+                             " ps by the file, but by the companion at " +
+                             std::to_string(checkpoint.time_ps));
+        }
+    }
+
+    void compareTotals() {
+        for (std::size_t channel = 0; channel < companion.tags_of_channel.size(); ++channel) {
+            const std::uint64_t counts = scan.tags_of_channel()[channel];
+            if (const std::uint64_t told = companion.tags_of_channel[channel]; counts != told) {
+                faults.push_back("channel " + std::to_string(channel + 1) + " has " + counted(counts, "tag") +
+                                 ", but by the companion " + std::to_string(told));
+            }
+        }
+        compareEnd("first", scan.first_time(), companion.first_time_ps);
+        compareEnd("last", scan.last_time(), companion.last_time_ps);
+    }
+
+    void compareEnd(const char* which, std::optional<std::int64_t> found, std::optional<std::int64_t> told) {
+        if (damaged == 0 && !timeIsWrong && found != told) {
+            faults.push_back(std::string("the ") + which + " record is at " +
+                             std::to_string(found.value_or(0)) + " ps by the file, but by the companion at " +
+                             std::to_string(told.value_or(0)));
+        }
+    }
+
+    const StreamFileFacts& file;
+    const timing::RecordingCompanion& companion;
+    RecordReading reading;
+    std::uint64_t there; // records that the companion tells of and the file has
+    Progress progress;
+    timing::RecordScan scan;
+    std::vector<std::string> faults;
+    std::uint64_t begin = 0; // of the stretch
+    std::uint64_t damaged = 0;
+    bool timeIsWrong = false;
+};
+
+} // namespace
+
+std::vector<std::string> faultsOfRecords(const fs::path& path, const StreamFileFacts& file,
+                                         const timing::RecordingCompanion& companion) {
+    return Comparison(path, file, companion).run();
+}
+
+std::vector<std::string> faultsOf(const fs::path& path) {
+    const bool recording = isBeingRecorded(path);
+    const StreamFileFacts file = streamFileFacts(path);
+    const std::string name = timing::companion_path(path).filename().string() + ' ';
+    std::vector<std::string> faults;
+    if (file.oddBytes() > 0) {
+        faults.push_back("the last record, " + place(file.wholeRecords(), file.head.size()) + ", is cut off");
+    }
+    std::optional<timing::RecordingCompanion> companion;
+    try {
+        companion = timing::read_companion(path);
+        if (!companion) {
+            faults.push_back("there is no " + name + "beside it");
+        }
+    } catch (const timing::CompanionFault& fault) {
+        faults.push_back(name + fault.what());
+    }
+    if (!companion) {
+        return faults;
+    }
+    if (const std::string why = misfit(*companion, file); !why.empty()) {
+        faults.push_back(name + why);
+    }
+    if (companion->end == timing::PartEnd::Open) {
+        const std::uint64_t behind = file.wholeRecords() - std::min(file.wholeRecords(), companion->records);
+        faults.push_back(recording
+                             ? "it is being recorded still"
+                             : "it was never ended: its program died; \"qornts recover\" makes it whole");
+        if (behind > 0) {
+            faults.push_back(counted(behind, "record") + " from " +
+                             place(companion->records, file.head.size()) +
+                             " on came behind the companion's last refresh");
+        }
+    }
+    for (std::string& fault : faultsOfRecords(path, file, *companion)) {
+        faults.push_back(std::move(fault));
+    }
+    return faults;
+}
+
+bool verifyRecordings(const std::vector<fs::path>& files) {
+    bool fine = true;
+    for (const fs::path& path : files) {
+        try {
+            const std::vector<std::string> faults = faultsOf(path);
+            for (const std::string& fault : faults) {
+                complain(path.string() + ": " + fault);
+            }
+            if (faults.empty()) {
+                print(printable(path.string()) + ": fine\n");
+            }
+            fine = fine && faults.empty();
+        } catch (const std::exception& error) {
+            complain(explanation(error));
+            fine = false;
+        }
+    }
+    return fine;
+}
+
+} // namespace qorn::qornts
