@@ -3,8 +3,10 @@
 
 #include "DetachableTabWidget.h"
 #include "DeviceActions.h"
+#include "DeviceController.h"
 #include "ElidedLabel.h"
 #include "ExperimentTab.h"
+#include "LossIndicator.h"
 #include "StatusBarRoom.h"
 #include "WorkspaceShortcuts.h"
 
@@ -131,6 +133,11 @@ void MainWindow::buildStatusBar() {
     auto* detail = add(new ElidedLabel(tr("idle"), kDetailLeast, kDetailMost, this));
     detail->setAccessibleDescription(tr("Acquisition detail"));
     acquisitionDetail = detail;
+    auto* losses = new LossIndicator(this); // makes way for nothing
+    statusBar()->addPermanentWidget(losses, 0);
+    losses->hide(); // a status bar shows what it is given
+    connect(controller, &DeviceController::tagFlowChanged, losses, &LossIndicator::takeFlow);
+    flags.append(losses);
     new StatusBarRoom(*statusBar(), flags, {connection, detail, flags[2], flags[0], flags[1], flags[3]});
 }
 

@@ -14,6 +14,8 @@ QString flagStateName(FlagState state) {
         return QStringLiteral("good");
     case FlagState::Warning:
         return QStringLiteral("warning");
+    case FlagState::Bad:
+        return QStringLiteral("bad");
     case FlagState::Muted:
         break;
     }

@@ -7,7 +7,7 @@ class QLabel;
 
 namespace qorn::timetagger::gui {
 
-enum class FlagState { Muted, Active, Good, Warning };
+enum class FlagState { Muted, Active, Good, Warning, Bad };
 
 // Name of the state in the style sheet's property "flagState".
 QString flagStateName(FlagState state);

@@ -4,12 +4,14 @@
 #include "Driver.h"
 #include "Error.h"
 #include "TagFanOut.h"
+#include "TagFlowMeter.h"
 #include "TagStreamReader.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace qorn::timetagger::gui {
@@ -101,7 +103,7 @@ timing::StreamFileHeader configureStream(timing::Device& device, const CaptureRe
     return header;
 }
 
-// A started tag stream: stopped by finish(), or else by the destructor with failures ignored.
+// A started tag stream: stopped by finish(), or else by abandon() or the destructor with failures ignored.
 class StreamSession {
 public:
     StreamSession(timing::Device& source, const timing::StreamFileHeader& header) : device(source) {
@@ -110,11 +112,7 @@ public:
                 device.handle, header.mode == timing::StreamMode::External ? 1 : 0, header.tdl_index),
             "start_stream(mode)", device.handle);
     }
-    ~StreamSession() {
-        if (running) {
-            timing::driver().tt_stop_stream_mode(device.handle, 0);
-        }
-    }
+    ~StreamSession() { abandon(); }
     StreamSession(const StreamSession&) = delete;
     StreamSession& operator=(const StreamSession&) = delete;
 
@@ -122,6 +120,12 @@ public:
         running = false;
         timing::detail::check(timing::driver().tt_stop_stream_mode(device.handle, 0), "stop_stream_any",
                               device.handle);
+    }
+
+    void abandon() {
+        if (std::exchange(running, false)) {
+            timing::driver().tt_stop_stream_mode(device.handle, 0);
+        }
     }
 
 private:
@@ -144,6 +148,38 @@ void recordRemainder(timing::TagStreamReader& reader, std::vector<timing::TimeTa
         }
     } catch (const std::exception&) {
         pulled.clear();
+    }
+}
+
+// Carries tags until the stop. A failure of the reader is thrown when what it had decoded has been recorded.
+void carryTags(timing::TagStreamReader& reader, std::size_t limit, TagFanOut& fanOut, TagFlowMeter& meter,
+               const std::atomic<bool>& stop, LoopClock& clock) {
+    std::vector<timing::TimeTag> pulled;
+    pulled.reserve(limit);
+    while (!stop) {
+        timing::TagStreamReader::Counts counts;
+        const std::exception_ptr failure = reader.take(pulled, limit, counts);
+        const auto now = clock.now();
+        fanOut.noteDropped(counts.dropped);
+        if (failure) {
+            recordRemainder(reader, pulled, limit, fanOut, now);
+            std::rethrow_exception(failure);
+        }
+        fanOut.record(pulled, now);
+        fanOut.publish(pulled);
+        fanOut.show(pulled, now);
+        meter.update(fanOut.flow(), now);
+        if (pulled.empty()) {
+            clock.sleepFor(kIdleSleep);
+        }
+    }
+}
+
+void endReading(timing::TagStreamReader& reader) {
+    try {
+        reader.stop();
+    } catch (const std::exception&) {
+        // What is under way already is the failure to tell.
     }
 }
 
@@ -174,31 +210,34 @@ void captureLoop(timing::Device& device, const CaptureRequest& request, relay::R
     const QueueRule& queueRule = recording ? kRecordingQueue : kQueue;
     TagFanOut fanOut(std::move(recording), relay, events, request.batchSize, request.maxUiTagsPerSecond,
                      start);
+    TagFlowMeter meter(events, start);
     StreamSession stream(device, header);
     timing::TagStreamReader reader(device);
+    meter.follow(reader);
+    reader.set_read_hook([&meter, &clock] { meter.watch(clock.now()); });
+    const auto tellTheEnd = [&] {
+        if (!fanOut.flow().ended) {
+            fanOut.end(reader.counts().taken, 0);
+            meter.finish(fanOut.flow());
+            reportLoss(reader, events);
+        }
+    };
     reader.start(header, timing::TagStreamReader::kReadBytes, queueLimit(queueRule, request.batchSize));
 
-    const auto limit = static_cast<std::size_t>(std::max(request.batchSize, 1));
-    std::vector<timing::TimeTag> pulled;
-    pulled.reserve(limit);
-    while (!stop) {
-        const std::exception_ptr failure = reader.take(pulled, limit);
-        const auto now = clock.now();
-        if (failure) {
-            recordRemainder(reader, pulled, limit, fanOut, now);
-            reportLoss(reader, events);
-            std::rethrow_exception(failure);
-        }
-        fanOut.record(pulled, now);
-        fanOut.publish(pulled);
-        fanOut.show(pulled, now);
-        if (pulled.empty()) {
-            clock.sleepFor(kIdleSleep);
-        }
+    try {
+        carryTags(reader, static_cast<std::size_t>(std::max(request.batchSize, 1)), fanOut, meter, stop,
+                  clock);
+        reader.stop();
+        tellTheEnd();
+        fanOut.noteDropped(reader.dropped());
+        stream.finish();
+    } catch (const std::exception& failure) {
+        endReading(reader);
+        tellTheEnd();
+        stream.abandon();
+        fanOut.closeRecordingAfter(failure.what());
+        throw;
     }
-    reader.stop();
-    reportLoss(reader, events);
-    stream.finish();
     fanOut.closeRecording();
 }
 

@@ -2,6 +2,8 @@
 
 #include "ApplicationInfo.h"
 #include "Error.h"
+#include "GuiHandOver.h"
+#include "LatestValue.h"
 #include "RelayCaptureLoop.h"
 #include "RelayClient.h"
 #include "UsbTasks.h"
@@ -30,6 +32,7 @@ void registerMetaTypes() {
         qRegisterMetaType<UiCounterSample>("qorn::timetagger::gui::UiCounterSample");
         qRegisterMetaType<UiCoincidenceSample>("qorn::timetagger::gui::UiCoincidenceSample");
         qRegisterMetaType<UiClockStatus>("qorn::timetagger::gui::UiClockStatus");
+        qRegisterMetaType<UiTagFlow>("qorn::timetagger::gui::UiTagFlow");
         return true;
     }();
     Q_UNUSED(registered)
@@ -40,7 +43,10 @@ void registerMetaTypes() {
 // Carries a measurement's reports to the GUI thread. Lives on the task's stack.
 class DeviceController::Events final : public MeasurementEvents {
 public:
-    Events(DeviceController& owner, quint64 taskGeneration) : controller(owner), generation(taskGeneration) {}
+    Events(DeviceController& owner, quint64 taskGeneration, quint64 mostTagsInFlight)
+        : controller(owner), generation(taskGeneration),
+          handOver(std::make_shared<GuiHandOver>(mostTagsInFlight)),
+          latestFlow(std::make_shared<LatestValue<UiTagFlow>>()) {}
 
     void clockStatus(const timing::ReferenceClockStatus& status) override {
         DeviceController& target = controller;
@@ -59,13 +65,37 @@ public:
         controller.queue([&target, sample = std::move(sample)] { Q_EMIT target.coincidenceSample(sample); });
     }
 
+    bool hasRoomFor(qsizetype tags) override { return handOver->hasRoomFor(static_cast<quint64>(tags)); }
+
     void tagsBatch(UiTimeTagBatch batch) override {
         DeviceController& target = controller;
-        controller.queue([&target, current = generation, batch = std::move(batch)] {
-            if (target.captureGeneration.isCurrent(current)) {
+        const auto tags = static_cast<quint64>(batch.size());
+        handOver->send(tags);
+        controller.queue([&target, current = generation, way = handOver, tags, batch = std::move(batch)] {
+            const bool isCurrent = target.captureGeneration.isCurrent(current);
+            if (isCurrent) {
                 Q_EMIT target.tagsBatch(batch);
             }
+            way->arrive(tags, isCurrent);
         });
+    }
+
+    // The last one goes by itself, behind the last batch; of the others only the latest waits.
+    void tagFlow(const UiTagFlow& counts) override {
+        DeviceController& target = controller;
+        UiTagFlow flow = counts;
+        flow.capture = generation;
+        if (flow.ended) {
+            controller.queue([&target, way = handOver, flow] { target.tellTagFlow(flow, *way); });
+        } else if (latestFlow->put(flow)) {
+            controller.queue(
+                [&target, way = handOver, latest = latestFlow] { target.tellTagFlow(latest->take(), *way); });
+        }
+    }
+
+    void recordingNotice(const QString& text) override {
+        DeviceController& target = controller;
+        controller.queue([&target, text] { Q_EMIT target.captureError(text); });
     }
 
     void tagsLost(quint64 count) override {
@@ -79,6 +109,8 @@ public:
 private:
     DeviceController& controller;
     quint64 generation;
+    std::shared_ptr<GuiHandOver> handOver;
+    std::shared_ptr<LatestValue<UiTagFlow>> latestFlow;
 };
 
 DeviceController::DeviceController(QObject* parent)
@@ -321,15 +353,20 @@ void DeviceController::finishUsbCycle(bool ok, const QString& message) {
     }
 }
 
-void DeviceController::startMeasurement(std::function<void(Events&)> loop) {
+void DeviceController::tellTagFlow(UiTagFlow flow, const GuiHandOver& handOver) {
+    flow.window = handOver.counts();
+    Q_EMIT tagFlowChanged(flow);
+}
+
+void DeviceController::startMeasurement(std::function<void(Events&)> loop, int maxUiTagsPerSecond) {
     if (capturing.exchange(true)) {
         return;
     }
     captureFuture.waitForFinished(); // the task before is past its last act
     stopRequested = false;
     const quint64 generation = captureGeneration.begin();
-    captureFuture = runOnPool([this, generation, loop = std::move(loop)] {
-        Events events(*this, generation);
+    captureFuture = runOnPool([this, generation, maxUiTagsPerSecond, loop = std::move(loop)] {
+        Events events(*this, generation, GuiHandOver::mostTagsFor(maxUiTagsPerSecond));
         try {
             loop(events);
         } catch (const std::exception& failure) {
@@ -400,14 +437,16 @@ void DeviceController::startCapture(const QString& mode, double internalRateHz, 
     }
     const CaptureRequest request{mode,      internalRateHz, batchSize, channelMask,        maxUiTagsPerSecond,
                                  recording, clockRequest(), stream,    sourceDescription()};
-    startMeasurement([this, request, endpoint = relayEndpoint](Events& events) {
-        SystemLoopClock clock;
-        if (endpoint) {
-            relayCaptureLoop(*endpoint, request, relayServer.get(), stopRequested, events, clock);
-        } else {
-            captureLoop(*device, request, relayServer.get(), stopRequested, events, clock);
-        }
-    });
+    startMeasurement(
+        [this, request, endpoint = relayEndpoint](Events& events) {
+            SystemLoopClock clock;
+            if (endpoint) {
+                relayCaptureLoop(*endpoint, request, relayServer.get(), stopRequested, events, clock);
+            } else {
+                captureLoop(*device, request, relayServer.get(), stopRequested, events, clock);
+            }
+        },
+        maxUiTagsPerSecond);
 }
 
 void DeviceController::stopCapture() {

@@ -21,6 +21,7 @@
 #include "UiCoincidenceSample.h"
 #include "UiCounterSample.h"
 #include "UiDiscoveredDevice.h"
+#include "UiTagFlow.h"
 #include "UiTimeTag.h"
 #include "UiTimeTagRecordingConfig.h"
 
@@ -40,6 +41,7 @@ namespace qorn::timetagger::gui {
 
 struct CalibrationRequest;
 struct CalibrationResult;
+class GuiHandOver;
 
 class DeviceController : public QObject {
     Q_OBJECT
@@ -157,6 +159,8 @@ Q_SIGNALS:
     void coincidenceSample(const qorn::timetagger::gui::UiCoincidenceSample& sample);
     void captureStopped();
     void captureError(const QString& message);
+    // Where the tags of the capture went so far: at most every 250 ms, and at its end, before captureStopped.
+    void tagFlowChanged(const qorn::timetagger::gui::UiTagFlow& flow);
 
 private:
     class Events;
@@ -170,8 +174,11 @@ private:
     void queue(Report&& report) {
         QMetaObject::invokeMethod(this, std::forward<Report>(report), Qt::QueuedConnection);
     }
-    // Runs a measurement loop as the one measurement task, unless one runs.
-    void startMeasurement(std::function<void(Events&)> loop);
+    // Runs a measurement loop as the one measurement task, unless one runs. The rate of tags, 0 for any,
+    // bounds what may wait for the GUI thread.
+    void startMeasurement(std::function<void(Events&)> loop, int maxUiTagsPerSecond = 0);
+    // On the GUI thread.
+    void tellTagFlow(UiTagFlow flow, const GuiHandOver& handOver);
     // Says why the hardware's counters cannot be started, `busyText` during a calibration.
     bool refuseHardwareMeasurement(const QString& busyText);
     void finishAsyncOperation();

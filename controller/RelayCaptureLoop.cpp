@@ -3,6 +3,7 @@
 #include "RelayClient.h"
 #include "RelayDecoder.h"
 #include "TagFanOut.h"
+#include "TagFlowMeter.h"
 
 #include <vector>
 
@@ -31,25 +32,45 @@ void relayCaptureLoop(const relay::RelayEndpoint& endpoint, const CaptureRequest
     const auto start = clock.now();
     TagFanOut fanOut(TagRecording::start(request.recording, recordingHeader(request), start), server, events,
                      request.batchSize, request.maxUiTagsPerSecond, start);
+    TagFlowMeter meter(events, start);
+    UiTagFlow::Source source;
+    quint64 masked = 0;
+    const auto flow = [&] {
+        UiTagFlow counts = fanOut.flow();
+        counts.source = source;
+        counts.masked = masked;
+        return counts;
+    };
     const auto carryOn = [&](const std::vector<timing::TimeTag>& tags) {
         const auto now = clock.now();
         fanOut.record(tags, now);
         fanOut.show(tags, now);
+        meter.update(flow(), now);
+    };
+    const auto tellTheEnd = [&] {
+        fanOut.flush(); // what came, before a failure too, came whole
+        fanOut.end(source.pulled, masked);
+        meter.finish(flow());
     };
     try {
         relay::RelayClient().receive(
             endpoint, stop,
             [&](std::vector<timing::TimeTag>& tags) {
+                source.received += tags.size();
+                source.pulled += tags.size();
                 fanOut.publish(tags);
+                masked += tags.size();
                 keepChannels(tags, request.channels());
+                masked -= tags.size();
                 carryOn(tags);
             },
             [&] { carryOn({}); });
-    } catch (...) {
-        fanOut.flush(); // what came before the failure came whole
+    } catch (const std::exception& failure) {
+        tellTheEnd();
+        fanOut.closeRecordingAfter(failure.what());
         throw;
     }
-    fanOut.flush();
+    tellTheEnd();
     fanOut.closeRecording();
 }
 

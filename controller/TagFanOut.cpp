@@ -10,9 +10,22 @@ namespace qorn::timetagger::gui {
 namespace {
 
 constexpr std::chrono::milliseconds kBatchInterval{50};
+constexpr const char* kReaderStage = "reader"; // in a recording's companion
 
 UiTimeTag toUi(const timing::TimeTag& tag) {
     return {tag.channel, tag.timestamp_ps};
+}
+
+quint64 accountedFor(const UiTagFlow::Recording& stage) {
+    return stage.recorded + stage.afterEnd;
+}
+
+quint64 accountedFor(const UiTagFlow::Relay& stage) {
+    return stage.published + stage.refused + stage.unwanted;
+}
+
+quint64 accountedFor(const UiTagFlow::Gui& stage) {
+    return stage.sent + stage.thinned + stage.backlog + stage.discarded;
 }
 
 } // namespace
@@ -26,22 +39,35 @@ TagFanOut::TagFanOut(std::unique_ptr<TagRecording> tagRecording, relay::RelaySer
 }
 
 void TagFanOut::record(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now) {
-    if (recording) {
-        recording->append(tags, now);
+    if (!recording) {
+        return;
     }
+    counts.recording.offered += tags.size();
+    recording->append(tags, now);
+    (recording->isActive() ? counts.recording.recorded : counts.recording.afterEnd) += tags.size();
+    passOnNotice();
 }
 
 void TagFanOut::publish(std::span<const timing::TimeTag> tags) {
-    if (relay == nullptr || tags.empty() || relay->stats().stream_clients == 0) {
+    if (relay == nullptr || tags.empty()) {
+        return;
+    }
+    counts.relay.offered += tags.size();
+    if (relay->stats().stream_clients == 0) {
+        counts.relay.unwanted += tags.size();
         return;
     }
     std::vector<std::uint8_t> words = relay->takeBuffer();
     timing::appendDecodedQorntsTags(words, tags);
-    relay->publishRaw64(std::move(words), tags.size());
+    const bool taken = relay->publishRaw64(std::move(words), tags.size());
+    (taken ? counts.relay.published : counts.relay.refused) += tags.size();
 }
 
 void TagFanOut::show(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now) {
     const TagThinner::Selection selection = thinner.select(tags.size(), now);
+    counts.gui.offered += tags.size();
+    counts.gui.thinned += tags.size() - selection.picked;
+    counts.gui.waiting += selection.picked;
     const qsizetype before = batch.size();
     batch.resize(before + static_cast<qsizetype>(selection.picked));
     UiTimeTag* next = batch.data() + before;
@@ -64,13 +90,65 @@ void TagFanOut::flush() {
     }
 }
 
-void TagFanOut::closeRecording() {
-    if (recording) {
-        recording->close();
+void TagFanOut::noteDropped(quint64 dropped) {
+    if (recording && dropped > noted) {
+        recording->noteLoss(kReaderStage, dropped - std::exchange(noted, dropped));
     }
 }
 
+void TagFanOut::closeRecording() {
+    if (recording) {
+        recording->close();
+        passOnNotice();
+    }
+}
+
+void TagFanOut::closeRecordingAfter(const std::string& error) noexcept {
+    if (recording) {
+        recording->closeAfter(error);
+    }
+}
+
+void TagFanOut::passOnNotice() {
+    if (const auto notice = recording->takeNotice()) {
+        events.recordingNotice(*notice);
+    }
+}
+
+void TagFanOut::end(quint64 pulled, quint64 masked) {
+    counts.ended = true;
+    batch.clear();
+    counts.gui.discarded += std::exchange(counts.gui.waiting, 0);
+    const quint64 kept = pulled - masked;
+    const auto cutRest = [](auto& stage, quint64 reached) {
+        stage.offered = reached;
+        stage.cut = 0;
+        stage.cut = reached - accountedFor(stage);
+    };
+    if (recording) {
+        cutRest(counts.recording, kept);
+    }
+    if (relay != nullptr) {
+        cutRest(counts.relay, pulled);
+    }
+    cutRest(counts.gui, kept);
+}
+
 void TagFanOut::emitBatch() {
+    const qsizetype size = batch.size();
+    counts.gui.waiting = 0;
+    if (!events.hasRoomFor(size)) {
+        counts.gui.backlog += static_cast<quint64>(size);
+        batch.clear();
+        return;
+    }
+    counts.gui.sent += static_cast<quint64>(size);
+    if (size <= batchTags / 2) { // what waits to be shown holds no more memory than it needs
+        UiTimeTagBatch part(batch.cbegin(), batch.cend());
+        batch.clear();
+        events.tagsBatch(std::move(part));
+        return;
+    }
     UiTimeTagBatch full;
     full.reserve(batchTags);
     full.swap(batch);

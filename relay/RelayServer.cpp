@@ -38,10 +38,8 @@ struct RelayServer::Impl {
     // Where the answers of one pass stand in `requests`; the stream clients follow, then the status clients.
     enum Slot : std::size_t { kWakeSlot, kStreamListenerSlot, kStatusListenerSlot, kFirstClientSlot };
 
-    mutable std::mutex
-        mutex; // guards queue, queued_bytes, overrun_pending, stats; never held in a socket call
-    std::deque<RelayBatch> queue;
-    std::uint64_t queued_bytes = 0;
+    mutable std::mutex mutex;     // guards queue, overrun_pending, stats; never held in a socket call
+    std::deque<RelayBatch> queue; // of stats.bytes_queued bytes
     bool overrun_pending = false;
     Stats stats;
 
@@ -67,6 +65,7 @@ struct RelayServer::Impl {
 
     void notify() const;
     void clear();
+    void dropQueue(std::deque<RelayBatch>& dropped);
     bool open(std::uint16_t stream_port, std::uint16_t status_port, std::string* error);
 
     void run();
@@ -88,9 +87,15 @@ void RelayServer::Impl::notify() const {
 void RelayServer::Impl::clear() {
     const std::lock_guard lock(mutex);
     queue.clear();
-    queued_bytes = 0;
     overrun_pending = false;
     stats = {};
+    stream_clients = {};
+}
+
+// With the mutex; the batches are freed by the caller, without it.
+void RelayServer::Impl::dropQueue(std::deque<RelayBatch>& dropped) {
+    dropped.swap(queue);
+    stats.bytes_dropped += std::exchange(stats.bytes_queued, 0);
 }
 
 bool RelayServer::Impl::open(std::uint16_t stream_port, std::uint16_t status_port, std::string* error) {
@@ -136,7 +141,7 @@ void RelayServer::Impl::takeQueue() {
     {
         const std::lock_guard lock(mutex);
         batches.swap(queue);
-        queued_bytes = 0;
+        stats.bytes_taken += std::exchange(stats.bytes_queued, 0);
         overrun = std::exchange(overrun_pending, false);
     }
     std::uint64_t slow = 0;
@@ -185,10 +190,6 @@ void RelayServer::Impl::serveClients() {
     // A peer that floods us with bytes nobody wants shall not keep this thread busy.
     if (served.discarded_input || status_input)
         input_paused_until = Clock::now() + kSocketWait;
-    if (served.bytes_sent > 0) {
-        const std::lock_guard lock(mutex);
-        stats.bytes_sent += served.bytes_sent;
-    }
 }
 
 template <typename Clients>
@@ -203,7 +204,12 @@ void RelayServer::Impl::acceptClients(Slot slot, const RelaySocket& listener, Cl
 }
 
 void RelayServer::Impl::storeClientCounts() {
+    const RelayStreamClients::Traffic traffic = stream_clients.traffic();
     const std::lock_guard lock(mutex);
+    stats.bytes_due = traffic.due;
+    stats.bytes_sent = traffic.sent;
+    stats.bytes_pending = traffic.pending;
+    stats.bytes_unsent = traffic.unsent;
     stats.stream_clients = static_cast<std::uint32_t>(stream_clients.size());
     stats.status_clients = static_cast<std::uint32_t>(status_clients.size());
 }
@@ -264,9 +270,9 @@ void RelayServer::stop() {
     }
     impl->stream_listener.close();
     impl->status_listener.close();
+    std::deque<RelayBatch> dropped; // freed after the lock is
     const std::lock_guard lock(impl->mutex);
-    impl->queue.clear();
-    impl->queued_bytes = 0;
+    impl->dropQueue(dropped);
     impl->stats.running = false;
 }
 
@@ -283,28 +289,33 @@ std::vector<std::uint8_t> RelayServer::takeBuffer() {
     return impl->buffers->take();
 }
 
-void RelayServer::publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count) {
+bool RelayServer::publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count) {
     if (bytes.empty() || !impl->running)
-        return;
+        return false;
     const RelayBatch batch = impl->buffers->makeBatch(std::move(bytes));
     std::deque<RelayBatch> dropped; // freed after the lock is
+    bool taken = false;
     {
         const std::lock_guard lock(impl->mutex);
         if (!impl->running)
-            return;
-        if (impl->queued_bytes + batch->size() <= kQueueLimitBytes) {
-            impl->queued_bytes += batch->size();
-            impl->stats.tags_published += tag_count;
-            impl->stats.bytes_published += batch->size();
+            return false;
+        Stats& stats = impl->stats;
+        stats.bytes_offered += batch->size();
+        taken = stats.bytes_queued + batch->size() <= kQueueLimitBytes;
+        if (taken) {
+            stats.bytes_queued += batch->size();
+            stats.tags_published += tag_count;
+            stats.bytes_published += batch->size();
             impl->queue.push_back(batch);
         } else {
-            dropped.swap(impl->queue);
-            impl->queued_bytes = 0;
-            impl->stats.ingress_overruns += 1;
+            impl->dropQueue(dropped);
+            stats.bytes_refused += batch->size();
+            stats.ingress_overruns += 1;
             impl->overrun_pending = true;
         }
     }
     impl->notify();
+    return taken;
 }
 
 } // namespace qorn::relay

@@ -22,6 +22,18 @@ public:
         std::uint64_t bytes_sent = 0;
         std::uint64_t slow_clients_disconnected = 0;
         std::uint64_t ingress_overruns = 0;
+
+        // Where the bytes went. At every moment
+        // offered = published + refused, published = taken + queued + dropped, and, summed over the clients,
+        // due = sent + pending + unsent.
+        std::uint64_t bytes_offered = 0; // to publishRaw64 of the running server
+        std::uint64_t bytes_refused = 0; // by the full queue
+        std::uint64_t bytes_taken = 0;   // from the queue, for whoever is a client then
+        std::uint64_t bytes_queued = 0;
+        std::uint64_t bytes_dropped = 0; // with the queue
+        std::uint64_t bytes_due = 0;     // to clients
+        std::uint64_t bytes_pending = 0;
+        std::uint64_t bytes_unsent = 0; // when their clients went or were thrown off
     };
 
     RelayServer();
@@ -40,8 +52,9 @@ public:
     // thread.
     std::vector<std::uint8_t> takeBuffer();
     // Hands over whole records (8 bytes per tag) for all stream clients; any one thread. What does not fit
-    // the queue of 64 MiB drops the queue and all stream clients, and is counted as an overrun.
-    void publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count);
+    // the queue of 64 MiB drops the queue and all stream clients, and is counted as an overrun. False when
+    // the records were not taken.
+    bool publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count);
 
 private:
     struct Impl;

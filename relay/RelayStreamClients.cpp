@@ -10,12 +10,15 @@ void RelayStreamClients::add(RelaySocket socket) {
 
 std::size_t RelayStreamClients::distribute(const RelayBatch& batch) {
     for (Client& client : clients) {
+        total.due += batch->size();
         if (client.pending_bytes + batch->size() > kBacklogLimitBytes) {
             client.socket.close();
+            total.unsent += batch->size();
             continue;
         }
         client.pending.push_back(batch);
         client.pending_bytes += batch->size();
+        total.pending += batch->size();
     }
     const std::size_t before = clients.size();
     removeClosed();
@@ -55,6 +58,8 @@ std::uint64_t RelayStreamClients::sendFront(Client& client) {
     const std::size_t sent = static_cast<std::size_t>(result);
     client.offset += sent;
     client.pending_bytes -= sent;
+    total.pending -= sent;
+    total.sent += sent;
     if (client.offset == front.size()) {
         client.pending.pop_front();
         client.offset = 0;
@@ -62,8 +67,20 @@ std::uint64_t RelayStreamClients::sendFront(Client& client) {
     return sent;
 }
 
+void RelayStreamClients::closeAll() {
+    for (Client& client : clients)
+        client.socket.close();
+    removeClosed();
+}
+
 void RelayStreamClients::removeClosed() {
-    std::erase_if(clients, [](const Client& client) { return !client.socket; });
+    std::erase_if(clients, [this](const Client& client) {
+        if (client.socket)
+            return false;
+        total.pending -= client.pending_bytes;
+        total.unsent += client.pending_bytes;
+        return true;
+    });
 }
 
 } // namespace qorn::relay

@@ -22,6 +22,14 @@ public:
     // A client that would have to keep more than this is closed.
     static constexpr std::uint64_t kBacklogLimitBytes = 33554432;
 
+    // Bytes for all clients there ever were: due = sent + pending + unsent.
+    struct Traffic {
+        std::uint64_t due = 0;
+        std::uint64_t sent = 0;
+        std::uint64_t pending = 0;
+        std::uint64_t unsent = 0; // when their clients went or were closed
+    };
+
     struct Served {
         std::uint64_t bytes_sent = 0;
         bool discarded_input = false; // somebody talks although nobody listens
@@ -29,7 +37,8 @@ public:
 
     void add(RelaySocket socket);
     std::size_t size() const { return clients.size(); }
-    void closeAll() { clients.clear(); }
+    Traffic traffic() const { return total; }
+    void closeAll();
 
     // Queues the batch for every client; returns how many were closed because their backlog would pass the
     // limit.
@@ -50,10 +59,11 @@ private:
         std::uint64_t pending_bytes = 0; // in `pending`, less the bytes sent
     };
 
-    static std::uint64_t sendFront(Client& client);
+    std::uint64_t sendFront(Client& client);
     void removeClosed();
 
     std::vector<Client> clients;
+    Traffic total;
 };
 
 } // namespace qorn::relay

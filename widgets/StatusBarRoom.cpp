@@ -77,6 +77,11 @@ void StatusBarRoom::makeWay() {
     for (const ElidedLabel* label : waiting) {
         room -= label->sizeHint().width() + kLabelGap;
     }
+    for (ElidedLabel* label : labels) {
+        if (!label->isHidden() && !waiting.contains(label)) {
+            room -= label->sizeHint().width() + kLabelGap;
+        }
+    }
     const int needed = statusBar.fontMetrics().horizontalAdvance(message);
     bool enough = message.isEmpty();
     for (ElidedLabel* label : waiting) {

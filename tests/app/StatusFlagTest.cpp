@@ -32,6 +32,7 @@ TEST(StatusFlag, StatesHaveTheNamesOfTheStyleSheet) {
     EXPECT_EQ(flagStateName(FlagState::Active), QStringLiteral("active"));
     EXPECT_EQ(flagStateName(FlagState::Good), QStringLiteral("good"));
     EXPECT_EQ(flagStateName(FlagState::Warning), QStringLiteral("warning"));
+    EXPECT_EQ(flagStateName(FlagState::Bad), QStringLiteral("bad"));
 }
 
 TEST(StatusFlag, ShowsTextAndState) {

@@ -3,6 +3,7 @@
 
 #include "Device.h"
 #include "LoopTestSupport.h"
+#include "RecordingCompanionFile.h"
 #include "RelaySupport.h"
 #include "ScriptedDriver.h"
 #include "StreamBuilder.h"
@@ -214,6 +215,12 @@ TEST_F(Capture, ARecordingRaisesTheQueueLimitTo8388608) {
     ASSERT_EQ(recorded.size(), 8388608U);
     EXPECT_EQ(recorded.front(), tagsFrom(kPieces * kPiece - 8388608, 1)[0]);
     EXPECT_EQ(recorded.back(), tagsFrom(kPieces * kPiece - 1, 1)[0]);
+    const auto companion = timing::read_companion(request.recording.path.toStdString());
+    ASSERT_TRUE(companion.has_value());
+    ASSERT_EQ(companion->losses.size(), 1U);
+    EXPECT_EQ(companion->losses[0].record, 0U); // what was lost came before all that is recorded
+    EXPECT_EQ(companion->losses[0].count, static_cast<quint64>(kPieces * kPiece) - 8388608U);
+    EXPECT_EQ(companion->losses[0].stage, "reader");
 }
 
 TEST_F(Capture, TheRecordingIsCompleteAndTheGuiThinned) {
@@ -297,6 +304,10 @@ TEST_F(Capture, FailuresOfTheCleanUpDoNotHideTheFirst) {
     EXPECT_EQ(test::failureOf([this] { run(); }), "read_stream_bytes: general failure (unplugged)");
     EXPECT_EQ(driver->count("tt_stop_stream_mode"), 1);
     EXPECT_TRUE(test::readRecording(request.recording.path).tags.empty());
+    const auto companion = timing::read_companion(request.recording.path.toStdString());
+    ASSERT_TRUE(companion.has_value());
+    EXPECT_EQ(companion->end, timing::PartEnd::Error);
+    EXPECT_EQ(companion->error, "read_stream_bytes: general failure (unplugged)");
 }
 
 TEST_F(Capture, AFullDiskEndsItWithItsText) {

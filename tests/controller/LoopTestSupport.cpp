@@ -95,6 +95,16 @@ void RecordingEvents::tagsLost(quint64 count) {
     lossList.push_back(count);
 }
 
+void RecordingEvents::tagFlow(const UiTagFlow& flow) {
+    const std::lock_guard lock(mutex);
+    flowList.push_back(flow);
+}
+
+std::vector<UiTagFlow> RecordingEvents::flows() const {
+    const std::lock_guard lock(mutex);
+    return flowList;
+}
+
 std::vector<quint64> RecordingEvents::losses() const {
     const std::lock_guard lock(mutex);
     return lossList;

@@ -39,6 +39,7 @@ public:
     void coincidenceSample(UiCoincidenceSample sample) override;
     void tagsBatch(UiTimeTagBatch batch) override;
     void tagsLost(quint64 count) override;
+    void tagFlow(const UiTagFlow& flow) override;
 
     std::vector<timing::ReferenceClockStatus> clockStatuses() const;
     std::vector<UiCounterSample> samples() const;
@@ -47,6 +48,7 @@ public:
     Tags tags() const; // of all batches
     std::size_t tagCount() const;
     std::vector<quint64> losses() const;
+    std::vector<UiTagFlow> flows() const;
     bool waitForTags(std::size_t count) const; // false at the limit
 
     // Set before the loop runs.
@@ -63,6 +65,7 @@ private:
     std::vector<Tags> batchList;
     std::size_t tagTotal = 0;
     std::vector<quint64> lossList;
+    std::vector<UiTagFlow> flowList;
 };
 
 // A clock that stands still but for sleeps, which move it and take no time.

@@ -310,6 +310,48 @@ TEST_F(RelayCapture, AFolderThatCannotBeMadeEndsIt) {
     EXPECT_EQ(text, "Could not create time-tag output folder: " + folder.file("file"));
 }
 
+TEST_F(RelayCapture, ItsEndTellsWhereEveryTagWent) {
+    request.channelMask = 5;
+    request.maxUiTagsPerSecond = 1000; // 100 in a window, and the clock stands
+    request.recording.path = path;
+    test::LoopbackServer onward;
+    test::LoopbackClient witness(onward.endpoint());
+    ASSERT_TRUE(onward.waitForClients(1));
+    begin(source.endpoint(), onward.get());
+    ASSERT_TRUE(source.waitForClients(1));
+    source.publish(tagsFrom(0, 1000));
+    ASSERT_TRUE(witness.waitForTags(1000));
+    finish();
+    const std::vector<UiTagFlow> flows = events.flows();
+    ASSERT_EQ(flows.size(), 1U);
+    UiTagFlow expected;
+    expected.ended = true;
+    expected.masked = 500;
+    expected.source = {1000, 1000, 0, 0, 0};
+    expected.recording = {500, 500, 0, 0};
+    expected.relay = {1000, 1000, 0, 0, 0};
+    expected.gui = {500, 100, 400, 0, 0, 0, 0};
+    EXPECT_EQ(flows.front(), expected);
+    EXPECT_TRUE(flows.front().balances());
+}
+
+TEST_F(RelayCapture, AnErrorOfTheRecordingCutsOffWhatCameThen) {
+    test::RawPublisher publisher;
+    request.recording.path = QStringLiteral("/dev/full");
+    begin(publisher.endpoint());
+    ASSERT_TRUE(publisher.accept());
+    ASSERT_TRUE(test::eventually([&] {
+        publisher.send(test::wordsOf(tagsFrom(0, 8192)));
+        return !events.flows().empty() && events.flows().back().ended;
+    }));
+    join();
+    const UiTagFlow flow = events.flows().back();
+    EXPECT_TRUE(flow.balances());
+    EXPECT_GT(flow.recording.cut, 0U);
+    EXPECT_EQ(flow.gui.cut, flow.recording.cut) << "that pass got no further";
+    EXPECT_EQ(flow.gui.offered, flow.source.received);
+}
+
 TEST_F(RelayCapture, AStopWithoutTrafficEndsQuietly) {
     begin(source.endpoint());
     ASSERT_TRUE(source.waitForClients(1));

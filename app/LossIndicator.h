@@ -1,0 +1,56 @@
+// The flag of the status bar that tells of lost tags: those that the reader had to drop, and those that this
+// window had no time to show. Hidden while there is nothing to tell; it stays, also beyond the end of the
+// capture, until a click or a key opens the counts of every stage.
+//
+// Owned by the status bar, GUI thread only.
+#pragma once
+
+#include "ElidedLabel.h"
+#include "UiTagFlow.h"
+
+#include <QPointer>
+
+class QMessageBox;
+
+namespace qorn::timetagger::gui {
+
+class LossIndicator : public ElidedLabel {
+    Q_OBJECT
+public:
+    explicit LossIndicator(QWidget* parent = nullptr);
+
+    // Tags of which the operator has not read yet.
+    quint64 unreadLost() const { return lost.unread(); }
+    quint64 unreadNotShown() const { return notShown.unread(); }
+
+public Q_SLOTS:
+    // The newest counts of a capture. A new capture adds its losses to what was not read of those before.
+    void takeFlow(const qorn::timetagger::gui::UiTagFlow& counts);
+    // Opens the counts in a box that blocks nothing, and hides.
+    void showDetails();
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    // A loss over several captures, of each of which the count only grows.
+    struct Loss {
+        quint64 before = 0; // of earlier captures, not read
+        quint64 count = 0;  // of this one
+        quint64 read = 0;   // of that
+        quint64 unread() const { return before + count - read; }
+        void beginCapture() { *this = {unread(), 0, 0}; }
+        void markRead() { *this = {0, count, count}; }
+    };
+
+    void refresh();
+
+    UiTagFlow flow;
+    Loss lost;
+    Loss notShown;
+    QPointer<QMessageBox> box;
+};
+
+} // namespace qorn::timetagger::gui

@@ -1,0 +1,259 @@
+// That no tag gets lost uncounted on its way through a capture.
+#include "PlannedCapture.h"
+#include "RelaySupport.h"
+#include "ScriptedDriver.h"
+#include "TagStreamReader.h"
+#include "TemporaryFolder.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+#include <thread>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+using namespace std::chrono_literals;
+using test::PlannedCapture;
+using test::Tags;
+using test::tagsFrom;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr unsigned kRuns = 200; // which take as long as a thousand otherwise
+#else
+constexpr unsigned kRuns = 1000;
+#endif
+
+// How many runs came to what; a plan that never faults proves nothing.
+struct Coverage {
+    int dropped = 0;
+    int discarded = 0;
+    int thinned = 0;
+    int backlog = 0;
+    int guiDiscarded = 0;
+    int guiCut = 0;
+    int recordedAll = 0;
+    int afterEnd = 0;
+    int recordingCut = 0;
+    int published = 0;
+    int unwanted = 0;
+    int relayCut = 0;
+    int failed = 0;
+    int reports = 0;
+
+    void add(const UiTagFlow& flow, const PlannedCapture& run) {
+        dropped += flow.source.dropped > 0;
+        discarded += flow.source.discarded > 0;
+        thinned += flow.gui.thinned > 0;
+        backlog += flow.gui.backlog > 0;
+        guiDiscarded += flow.gui.discarded > 0;
+        guiCut += flow.gui.cut > 0;
+        recordedAll += flow.recording.recorded > 0;
+        afterEnd += flow.recording.afterEnd > 0;
+        recordingCut += flow.recording.cut > 0;
+        published += flow.relay.published > 0;
+        unwanted += flow.relay.unwanted > 0;
+        relayCut += flow.relay.cut > 0;
+        failed += !run.failure.empty();
+        reports += static_cast<int>(run.events.flows.size());
+    }
+};
+
+// The places of `part` in `all`, in which each tag is there once: how many tags of `all` before the last of
+// them are missing. -1 when it is no part of it in its order.
+std::int64_t missingBefore(const Tags& part, const Tags& all) {
+    std::size_t at = 0;
+    for (const timing::TimeTag& tag : part) {
+        while (at < all.size() && !(all[at] == tag)) {
+            ++at;
+        }
+        if (at++ == all.size()) {
+            return -1;
+        }
+    }
+    return static_cast<std::int64_t>(at - part.size());
+}
+
+class StreamLosses : public ::testing::Test {
+protected:
+    void check(PlannedCapture& run) {
+        ASSERT_FALSE(run.events.flows.empty());
+        const UiTagFlow flow = run.events.flows.back();
+        EXPECT_EQ(run.events.imbalances, std::vector<std::string>());
+        EXPECT_EQ(std::ranges::count_if(run.events.flows, &UiTagFlow::ended), 1);
+        EXPECT_TRUE(flow.ended);
+        checkSource(run, flow);
+        checkGui(run, flow);
+        checkRecording(run, flow);
+        checkRelay(run, flow);
+        if (run.failure.empty()) {
+            EXPECT_EQ(flow.gui.cut + flow.recording.cut + flow.relay.cut, 0U);
+        }
+        coverage.add(flow, run);
+    }
+
+    static void checkSource(const PlannedCapture& run, const UiTagFlow& flow) {
+        EXPECT_EQ(flow.source.received, run.stream.decoded().size());
+        EXPECT_EQ(flow.source.waiting, 0U);
+        EXPECT_EQ(flow.source.dropped, run.events.lost);
+        EXPECT_EQ(flow.gui.offered, flow.source.pulled);
+        EXPECT_TRUE(run.failure.empty() ||
+                    (run.plan.fails && run.failure == "read_stream_bytes: general failure") ||
+                    (run.plan.diskFull && run.failure.starts_with("StreamFileWriter: ")))
+            << run.failure;
+    }
+
+    static void checkGui(PlannedCapture& run, const UiTagFlow& flow) {
+        EXPECT_EQ(flow.gui.sent, run.events.tags.size());
+        EXPECT_EQ(flow.gui.backlog, run.events.refused);
+        EXPECT_EQ(flow.window.sent, flow.gui.sent);
+        EXPECT_EQ(flow.window.shown + flow.window.outdated, run.events.taken);
+        EXPECT_LE(run.events.mostWaiting, run.plan.guiRoom);
+        const std::int64_t missing = missingBefore(run.events.tags, run.stream.decoded());
+        ASSERT_GE(missing, 0);
+        EXPECT_LE(static_cast<quint64>(missing), flow.source.dropped + flow.gui.thinned + flow.gui.backlog);
+        if (run.plan.maxUiTagsPerSecond == 0) {
+            EXPECT_EQ(flow.gui.thinned, 0U);
+        }
+        if (flow.gui.thinned + flow.gui.backlog + flow.gui.cut == 0 && !run.events.tags.empty()) {
+            EXPECT_EQ(run.events.tags.size() + flow.gui.discarded, flow.source.pulled);
+        }
+    }
+
+    void checkRecording(const PlannedCapture& run, const UiTagFlow& flow) {
+        if (run.recordingPath.isEmpty()) {
+            EXPECT_EQ(flow.recording, UiTagFlow::Recording());
+            return;
+        }
+        EXPECT_EQ(flow.recording.offered, flow.source.pulled);
+        if (run.plan.diskFull) {
+            return;
+        }
+        const Tags recorded = test::readRecording(run.recordingPath).tags;
+        EXPECT_EQ(flow.recording.recorded, recorded.size());
+        EXPECT_EQ(flow.recording.cut, 0U);
+        const std::int64_t missing = missingBefore(recorded, run.stream.decoded());
+        ASSERT_GE(missing, 0);
+        EXPECT_LE(static_cast<quint64>(missing), flow.source.dropped);
+        if (flow.recording.afterEnd + flow.source.discarded == 0 && !recorded.empty()) {
+            EXPECT_EQ(static_cast<quint64>(missing), flow.source.dropped);
+        }
+        removeRecording(run);
+    }
+
+    void removeRecording(const PlannedCapture& run) {
+        QFile::remove(run.recordingPath);
+        QFile::remove(run.recordingPath + QStringLiteral(".json"));
+    }
+
+    static void checkRelay(const PlannedCapture& run, const UiTagFlow& flow) {
+        if (run.relay == nullptr) {
+            EXPECT_EQ(flow.relay, UiTagFlow::Relay());
+            return;
+        }
+        EXPECT_EQ(flow.relay.offered, flow.source.pulled);
+        EXPECT_EQ(flow.relay.published, run.relay->stats().tags_published - run.publishedBefore);
+    }
+
+    qorn::testing::ScopedDriver driver;
+    timing::Device device = timing::Device::open_serial("A");
+    test::PlannedReads reads;
+    test::LoopbackServer server;
+    qorn::testing::TemporaryFolder folder;
+    Coverage coverage;
+};
+
+TEST_F(StreamLosses, EveryStageAccountsForEveryTagInAllFaultyRuns) {
+    std::unique_ptr<test::LoopbackClient> client;
+    for (unsigned seed = 0; seed < kRuns; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        if (seed % 100 == 50) { // somebody listens for fifty runs
+            client = std::make_unique<test::LoopbackClient>(server.endpoint());
+            ASSERT_TRUE(server.waitForClients(1));
+        } else if (seed % 100 == 0 && client) {
+            client.reset();
+            ASSERT_TRUE(server.waitForClients(0));
+        }
+        PlannedCapture run(seed, *server.get(), folder.path().string());
+        run.run(device);
+        check(run);
+        driver->clearLog();
+        if (HasFailure()) {
+            return; // the first seed is enough
+        }
+    }
+    for (const int came : {coverage.dropped, coverage.discarded, coverage.thinned, coverage.backlog,
+                           coverage.guiDiscarded, coverage.guiCut, coverage.recordedAll, coverage.afterEnd,
+                           coverage.published, coverage.unwanted, coverage.relayCut, coverage.failed}) {
+        EXPECT_GE(came, static_cast<int>(kRuns / 100));
+    }
+    EXPECT_GT(coverage.reports, static_cast<int>(2 * kRuns));
+}
+
+TEST_F(StreamLosses, AFailedRecordingCutsOffAllThatWasPulledForIt) {
+    // What comes after the failure is in no file; the disk is full from the first byte.
+    unsigned cut = 0;
+    for (unsigned seed = 0; seed < kRuns / 5; ++seed) {
+        PlannedCapture run(seed, *server.get(), folder.path().string());
+        run.recordingPath = QStringLiteral("/dev/full");
+        run.run(device);
+        ASSERT_FALSE(run.events.flows.empty());
+        const UiTagFlow flow = run.events.flows.back();
+        ASSERT_TRUE(flow.balances()) << seed;
+        EXPECT_EQ(flow.recording.offered, flow.source.pulled) << seed;
+        EXPECT_EQ(flow.gui.offered, flow.source.pulled) << seed;
+        cut += flow.recording.cut > 0 && flow.gui.cut > 0;
+        driver->clearLog();
+    }
+    EXPECT_GT(cut, 0U);
+}
+
+TEST_F(StreamLosses, TheReadersCountsAgreeAtEveryMoment) {
+    driver->clearLog();
+    test::CapturePlan plan(1);
+    plan.words = 400000;
+    plan.fails = false;
+    plan.readMost = 20000;
+    test::ManualClock clock;
+    test::PlannedStream stream(plan, clock);
+    test::PlannedReads::use(&stream);
+    timing::TagStreamReader reader(device);
+    std::atomic<bool> done{false};
+    std::atomic<int> wrong{0};
+    std::atomic<int> looks{0};
+    timing::StreamFileHeader header;
+    header.format = timing::StreamFormat::Raw64;
+    header.raw64_tag_format = "ps";
+    reader.start(header, 65536, 2048);
+    std::thread watcher([&] {
+        while (!done) {
+            const auto counts = reader.counts();
+            wrong += counts.decoded != counts.taken + counts.dropped + counts.queued;
+            ++looks;
+            std::this_thread::yield();
+        }
+    });
+    std::size_t taken = 0;
+    Tags tags;
+    while (!stream.isUsedUp()) {
+        timing::TagStreamReader::Counts counts;
+        EXPECT_EQ(reader.take(tags, 777, counts), nullptr);
+        taken += tags.size();
+        EXPECT_EQ(counts.taken, taken);
+        wrong += counts.decoded != counts.taken + counts.dropped + counts.queued;
+    }
+    reader.stop();
+    done = true;
+    watcher.join();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(looks, 0);
+    EXPECT_EQ(reader.counts().decoded, stream.decoded().size());
+    EXPECT_EQ(reader.counts().dropped, reader.dropped());
+    test::PlannedReads::use(nullptr);
+}
+
+} // namespace
+} // namespace qorn::timetagger::gui
