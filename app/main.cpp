@@ -1,5 +1,8 @@
 #include "ApplicationSetup.h"
+#include "ConfigurationFile.h"
+#include "ExitPrompt.h"
 #include "MainWindow.h"
+#include "TerminationSignals.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -32,6 +35,13 @@ QString startupPort(const QCoreApplication& application) {
     return parser.positionalArguments().constFirst().trimmed();
 }
 
+// The window closes without a question; its end finishes recordings and logs.
+void endUnasked(qorn::timetagger::gui::MainWindow& window) {
+    using namespace qorn::timetagger::gui;
+    window.saveConfigFile(defaultConfigPath(), true, savesExperimentsUnasked());
+    QCoreApplication::exit();
+}
+
 bool asksForHelp(std::span<char* const> arguments) {
     return std::any_of(arguments.begin(), arguments.end(), [](std::string_view argument) {
         return argument == "-h" || argument == "--help" || argument == "--help-all";
@@ -48,7 +58,10 @@ int main(int argc, char** argv) {
     qorn::timetagger::gui::setUpApplication(application);
     const QString port = startupPort(application);
 
+    const qorn::timetagger::gui::TerminationSignals termination;
     qorn::timetagger::gui::MainWindow window;
+    QObject::connect(&termination, &qorn::timetagger::gui::TerminationSignals::received, &window,
+                     [&window] { endUnasked(window); });
     window.show();
     if (!port.isEmpty()) {
         QTimer::singleShot(0, &window, [&window, port] { window.openStartupPort(port); });

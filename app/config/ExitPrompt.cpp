@@ -17,10 +17,16 @@ QString tr(const char* text) {
 
 } // namespace
 
+bool savesExperimentsUnasked() {
+    const QSettings settings;
+    return settings.value(QLatin1String(kAskKey), true).toBool() ||
+           settings.value(QLatin1String(kSaveKey), true).toBool();
+}
+
 bool askToSaveExperiments(QWidget* parent) {
     QSettings settings;
     if (!settings.value(QLatin1String(kAskKey), true).toBool()) {
-        return settings.value(QLatin1String(kSaveKey), true).toBool();
+        return savesExperimentsUnasked();
     }
     QMessageBox box(QMessageBox::Question, tr("Save settings?"),
                     tr("Save the current experiment settings before exiting?"),

@@ -9,4 +9,7 @@ namespace qorn::timetagger::gui {
 // be asked again; then the standing answer holds.
 bool askToSaveExperiments(QWidget* parent);
 
+// The answer where nobody can be asked: the standing one, or to save when there is none.
+bool savesExperimentsUnasked();
+
 } // namespace qorn::timetagger::gui

@@ -5,6 +5,7 @@
 #include "ExperimentCatalog.h"
 #include "ExperimentTab.h"
 #include "LongTexts.h"
+#include "LossIndicator.h"
 #include "ShownTexts.h"
 #include "SplitView.h"
 #include "ThemeStyle.h"
@@ -99,7 +100,9 @@ TEST_P(WindowAccessText, OfTheFlagsIsThereInTheSmallestWindow) {
     ASSERT_TRUE(waitUntil([&] { return stage.controller().isCapturing(); }));
     bar->clearMessage();
     QCoreApplication::processEvents();
-    const auto labels = bar->findChildren<gui::ElidedLabel*>();
+    auto labels = bar->findChildren<gui::ElidedLabel*>();
+    EXPECT_EQ(labels.removeIf([](const gui::ElidedLabel* label) { return label->isHidden(); }), 1)
+        << "losses, of which there are none";
     ASSERT_EQ(labels.size(), 6);
     for (const gui::ElidedLabel* label : labels) {
         const std::string text = label->text().toStdString();
@@ -108,6 +111,33 @@ TEST_P(WindowAccessText, OfTheFlagsIsThereInTheSmallestWindow) {
         EXPECT_GT(label->width(), 24) << text;
         const bool isFlag = text.find(": ") != std::string::npos;
         EXPECT_TRUE(GetParam() || !isFlag || label->width() >= label->wholeWidth()) << text;
+    }
+}
+
+TEST_P(WindowAccessText, OfALossIsInViewInTheSmallestWindowBesideAllFlagsAndAMessage) {
+    WindowStage stage;
+    stage.openWindow();
+    stage.window().resize(900, 600);
+    QStatusBar* bar = stage.window().statusBar();
+    auto* losses = bar->findChild<gui::LossIndicator*>();
+    ASSERT_NE(losses, nullptr);
+    gui::UiTagFlow flow;
+    flow.source.dropped = 123456789012;
+    losses->takeFlow(flow);
+    QCoreApplication::processEvents();
+    for (const gui::ElidedLabel* label : bar->findChildren<gui::ElidedLabel*>()) {
+        EXPECT_TRUE(label->isVisible());
+        EXPECT_TRUE(bar->rect().contains(label->geometry())) << label->text().toStdString();
+    }
+    EXPECT_TRUE(GetParam() || losses->width() >= losses->wholeWidth());
+    EXPECT_GT(losses->width(), 100) << "the count stands at its end";
+    const QString message = QStringLiteral("Measurement reset.");
+    bar->showMessage(message);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(losses->isVisible());
+    for (const gui::ElidedLabel* label : bar->findChildren<gui::ElidedLabel*>()) {
+        EXPECT_TRUE(label->isHidden() || label->x() > bar->fontMetrics().horizontalAdvance(message))
+            << label->text().toStdString();
     }
 }
 

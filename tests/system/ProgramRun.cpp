@@ -31,9 +31,10 @@ Program::~Program() {
     }
 }
 
-void Program::answerExitPromptInAdvance() const {
+void Program::answerExitPromptInAdvance(bool keep) const {
     QSettings settings(home.filePath(QStringLiteral(".config/QORN/Qorn Timing.conf")), QSettings::IniFormat);
     settings.setValue(QStringLiteral("exit/askSaveExperiments"), false);
+    settings.setValue(QStringLiteral("exit/saveExperiments"), keep);
 }
 
 bool Program::start(const QStringList& arguments) {

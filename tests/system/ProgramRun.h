@@ -27,8 +27,8 @@ public:
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    // At its end the program does not ask, and keeps the experiments.
-    void answerExitPromptInAdvance() const;
+    // At its end the program does not ask, and keeps the experiments, or does not.
+    void answerExitPromptInAdvance(bool keep = true) const;
 
     bool start(const QStringList& arguments);
 

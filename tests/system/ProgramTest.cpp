@@ -9,8 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 namespace qorn::testing {
 namespace {
 
@@ -126,22 +124,6 @@ TEST(Program, AtTheNextStartItTakesUpWhereItEnded) {
         ASSERT_TRUE(program.start(texts({"ftdi://SIM00002"})));
         ASSERT_TRUE(program.waitForLine(kUnit2));
         EXPECT_EQ(program.close(), 0) << program.process.readAllStandardError().toStdString();
-    }
-}
-
-TEST(Program, ATerminationIsNoCrash) {
-    for (const QStringList& arguments : {QStringList(), texts({"ftdi://SIM00001"})}) {
-        Program program;
-        ASSERT_TRUE(program.start(arguments));
-        ASSERT_TRUE(program.waitForLine(arguments.isEmpty() ? kConnectPage : kUnit1));
-        program.process.terminate();
-        ASSERT_TRUE(program.process.waitForFinished(kWaitLimitMs));
-        // either it ends by itself, or by the signal that it was sent; QProcess gives that as the code
-        if (program.process.exitStatus() == QProcess::CrashExit) {
-            EXPECT_EQ(program.process.exitCode(), SIGTERM);
-        } else {
-            EXPECT_EQ(program.process.exitCode(), 0);
-        }
     }
 }
 

@@ -23,7 +23,9 @@ protected:
     std::vector<std::string> parts() const {
         std::vector<std::string> all;
         for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
-            all.push_back(entry.path().string());
+            if (entry.path().extension() == ".qornts") { // others are their companions
+                all.push_back(entry.path().string());
+            }
         }
         std::sort(all.begin(), all.end()); // "run.qornts" goes before "run_part002.qornts"
         return all;

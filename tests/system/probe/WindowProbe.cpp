@@ -1,13 +1,16 @@
 #include "WindowProbe.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QLabel>
 #include <QMessageBox>
 #include <QSocketNotifier>
 #include <QTimer>
+#include <QToolBar>
 
 #include <array>
 #include <cstdio>
+#include <string_view>
 
 #include <unistd.h>
 
@@ -24,8 +27,9 @@ WindowProbe::WindowProbe() {
     timer->start(kLookMs);
     auto* input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
     connect(input, &QSocketNotifier::activated, this, [this, input] {
-        input->setEnabled(false);
-        obey();
+        if (!obey()) { // nobody is there any more
+            input->setEnabled(false);
+        }
     });
 }
 
@@ -58,10 +62,28 @@ void WindowProbe::tell(const QString& line) {
     }
 }
 
-void WindowProbe::obey() {
+bool WindowProbe::obey() {
     std::array<char, 16> text{};
-    if (::read(STDIN_FILENO, text.data(), text.size()) > 0 && text[0] == 'c') {
+    const auto count = ::read(STDIN_FILENO, text.data(), text.size());
+    const std::string_view command(text.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    if (command.starts_with("close")) {
         QApplication::closeAllWindows();
+    } else if (command.starts_with("play")) {
+        play();
+    }
+    return !command.empty();
+}
+
+void WindowProbe::play() {
+    for (const QWidget* window : QApplication::topLevelWidgets()) {
+        for (const QToolBar* toolBar : window->findChildren<QToolBar*>()) {
+            for (QAction* action : toolBar->actions()) {
+                if (toolBar->isVisible() && action->toolTip().startsWith(QLatin1String("Play"))) {
+                    action->trigger();
+                    return;
+                }
+            }
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 // A Qt plugin that a test has loaded into the real program by its environment: it prints what the windows
-// show, a line each time something changes, and closes them when it reads "close" from standard input.
+// show, a line each time something changes; when it reads "play" from standard input it starts the tab that
+// is shown, and on "close" it closes the windows.
 //
 // Made and owned by the application object, GUI thread only.
 #pragma once
@@ -23,7 +24,9 @@ private:
     void lookAt(const QWidget& window);
     // Prints a line that has not been printed yet.
     void tell(const QString& line);
-    void obey();
+    // Reads a command; false at the end of the input.
+    bool obey();
+    void play();
 
     QSet<QString> told;
 };

@@ -1,0 +1,133 @@
+// What the status bar tells of tags that got lost.
+#include "BlockedFile.h"
+#include "LossIndicator.h"
+#include "WindowStage.h"
+
+#include <QElapsedTimer>
+#include <QMessageBox>
+#include <QSignalSpy>
+#include <QStatusBar>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+namespace qorn::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr quint64 kRate = 10'000'000;
+
+// Ten million tags per second, made once and repeated.
+QByteArray fastScene() {
+    return R"({"units": [{"serial": "SIM00001", "repeat_block_ms": 100, "sources": [
+        {"kind": "poisson", "input": 1, "rate_hz": 5e6},
+        {"kind": "poisson", "input": 2, "rate_hz": 5e6}]}]})";
+}
+
+class WindowLosses : public ::testing::Test {
+protected:
+    explicit WindowLosses(const QByteArray& scene = fastScene()) : stage(scene) {}
+    void SetUp() override {
+        ASSERT_TRUE(stage.connectUnit());
+        flag = stage.window().findChild<gui::LossIndicator*>();
+        ASSERT_NE(flag, nullptr);
+        EXPECT_FALSE(flag->isVisible());
+    }
+    void start(int maxUiTagsPerSecond, const QString& recording = {}) {
+        stage.controller().startCapture(QStringLiteral("external"), 0.0, 65536, 15, maxUiTagsPerSecond,
+                                        {recording, 0, 0});
+    }
+    void stop() {
+        QSignalSpy ended(&stage.controller(), &gui::DeviceController::captureStopped);
+        stage.controller().stopCapture();
+        ASSERT_TRUE(waitUntil([&] { return !ended.isEmpty(); }));
+    }
+    static void run(int milliseconds) {
+        QElapsedTimer timer;
+        timer.start();
+        waitUntil([&] { return timer.hasExpired(milliseconds); });
+    }
+
+    WindowStage stage;
+    gui::LossIndicator* flag = nullptr;
+};
+
+// A disk that stands holds up the capture until the reader has to drop tags.
+TEST_F(WindowLosses, WhatTheReaderDropsIsToldWithinASecondAndUntilItIsRead) {
+    gui::test::BlockedFile disk;
+    QString lastWords;
+    QObject::connect(&stage.controller(), &gui::DeviceController::captureError,
+                     [&](const QString& text) { lastWords = text; });
+    start(1'000'000, disk.path());
+    ASSERT_TRUE(waitUntil([&] { return flag->isVisible(); }));
+    EXPECT_GT(flag->unreadLost(), 0U);
+    EXPECT_LT(flag->unreadLost(), kRate) << "more than a second's worth";
+    EXPECT_TRUE(stage.window().statusBar()->rect().contains(flag->geometry()));
+    disk.drain();
+    stop();
+
+    const quint64 lost = flag->unreadLost();
+    EXPECT_EQ(flag->text(), QStringLiteral("Tags lost: %1").arg(lost));
+    EXPECT_EQ(flag->property("flagState").toString(), QStringLiteral("bad"));
+    EXPECT_EQ(
+        lastWords,
+        QStringLiteral("This computer could not follow the instrument: %1 time tags were lost.").arg(lost));
+    EXPECT_EQ(stage.takeBox(), lastWords);
+    stage.window().statusBar()->showMessage(QStringLiteral("A message takes the place of other fields."));
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(flag->isVisible()) << "it makes way for nothing";
+
+    QTest::mouseClick(flag, Qt::LeftButton);
+    EXPECT_FALSE(flag->isVisible());
+    ASSERT_EQ(stage.boxes().size(), 1);
+    EXPECT_FALSE(stage.boxes().constFirst()->isModal());
+    EXPECT_TRUE(stage.takeBox().startsWith(QStringLiteral("%1 time tags were lost").arg(lost)));
+}
+
+TEST_F(WindowLosses, WhatAStandingWindowDidNotShowIsToldWhenItIsBackAndThenAllIsShown) {
+    start(static_cast<int>(kRate));
+    run(500);
+    EXPECT_FALSE(flag->isVisible());
+    std::this_thread::sleep_for(3s); // the window stands
+    QElapsedTimer back;
+    back.start();
+    ASSERT_TRUE(waitUntil([&] { return flag->isVisible(); }));
+    EXPECT_LT(back.elapsed(), 1000);
+    EXPECT_GT(flag->unreadNotShown(), 0U);
+    EXPECT_EQ(flag->property("flagState").toString(), QStringLiteral("warning"));
+    run(500); // what waited is shown
+    const QString told = flag->text();
+    run(1000);
+    EXPECT_EQ(flag->text(), told) << "it follows again";
+    stop();
+    EXPECT_TRUE(stage.boxes().isEmpty());
+    EXPECT_TRUE(flag->isVisible());
+}
+
+class HealthyWindow : public WindowLosses {
+protected:
+    HealthyWindow() : WindowLosses(standardScene()) {}
+};
+
+TEST_F(HealthyWindow, ARunWithoutLossesIsSilent) {
+    gui::ExperimentTab& tab = stage.addTab("Correlation"); // with a budget of 16 million tags/s
+    QSignalSpy flows(&stage.controller(), &gui::DeviceController::tagFlowChanged);
+    WindowStage::press(tab, "Play");
+    ASSERT_TRUE(waitUntil([&] { return flows.size() > 4; }));
+    EXPECT_FALSE(flag->isVisible());
+    WindowStage::press(tab, "Stop");
+    ASSERT_TRUE(stage.waitForIdle());
+    EXPECT_FALSE(flag->isVisible());
+    EXPECT_TRUE(stage.boxes().isEmpty());
+    const auto last = flows.constLast().constFirst().value<gui::UiTagFlow>();
+    EXPECT_TRUE(last.ended);
+    EXPECT_TRUE(last.balances());
+    EXPECT_GT(last.window.shown, 0U);
+    EXPECT_EQ(last.source.dropped + last.gui.thinned + last.gui.backlog, 0U);
+}
+
+} // namespace
+} // namespace qorn::testing
