@@ -52,10 +52,9 @@ int report(const std::vector<MemorySample>& samples, std::uint64_t tags, double 
         std::fprintf(stderr, "nothing was measured\n");
         return 1;
     }
-    const auto [least, most] =
-        std::minmax_element(samples.begin(), samples.end(), [](const MemorySample& one, const MemorySample& other) {
-            return one.mebibytes < other.mebibytes;
-        });
+    const auto [least, most] = std::minmax_element(
+        samples.begin(), samples.end(),
+        [](const MemorySample& one, const MemorySample& other) { return one.mebibytes < other.mebibytes; });
     constexpr std::size_t kEvery = 20;
     for (std::size_t index = 0; index < samples.size(); index += kEvery) {
         std::printf("%4.0f s: %.2f MiB\n", samples[index].seconds, samples[index].mebibytes);
