@@ -227,8 +227,10 @@ TEST_F(RecordingWriter, AFullDiskIsToldAtTheNextEntry) {
 
 TEST_F(RecordingWriter, AFullDiskIsToldAtTheLatestByClose) {
     AsyncDecodedQorntsWriter writer(QStringLiteral("/dev/full"), headerOf("first"));
-    writer.enqueue(dataOf(tagsFrom(0, 10))); // fits the file's own buffer
-    const auto error = errorOf([&] { writer.close(); });
+    const auto error = errorOf([&] {
+        writer.enqueue(dataOf(tagsFrom(0, 10))); // told here when the header has failed by now
+        writer.close();
+    });
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->status(), -2);
 }
