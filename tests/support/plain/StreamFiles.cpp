@@ -95,7 +95,10 @@ Bytes payloadOf(const std::filesystem::path& path) {
         ADD_FAILURE() << path << " is no stream file";
         return {};
     }
-    const std::size_t length = bytes[8] | bytes[9] << 8 | bytes[10] << 16 | std::size_t{bytes[11]} << 24;
+    std::size_t length = 0;
+    for (std::size_t byte = fixed; byte > kMagic.size(); --byte) {
+        length = length << 8 | bytes[byte - 1];
+    }
     if (bytes.size() - fixed < length) {
         ADD_FAILURE() << path << " ends in its header";
         return {};
