@@ -103,34 +103,38 @@ timing::StreamFileHeader configureStream(timing::Device& device, const CaptureRe
     return header;
 }
 
-// A started tag stream: stopped by finish(), or else by abandon() or the destructor with failures ignored.
+// The tag stream, stopped on every path: by finish(), else by abandon() or the destructor with failures
+// ignored. A stop that failed is tried once more, and a start that failed is followed by one: it may have
+// come through with only its answer lost, and a unit that streams unnoticed takes no other command.
 class StreamSession {
 public:
-    StreamSession(timing::Device& source, const timing::StreamFileHeader& header) : device(source) {
+    explicit StreamSession(timing::Device& source) : device(source) {}
+    ~StreamSession() { abandon(); }
+    StreamSession(const StreamSession&) = delete;
+    StreamSession& operator=(const StreamSession&) = delete;
+
+    void start(const timing::StreamFileHeader& header) {
         timing::detail::check(
             timing::driver().tt_start_stream_mode(
                 device.handle, header.mode == timing::StreamMode::External ? 1 : 0, header.tdl_index),
             "start_stream(mode)", device.handle);
     }
-    ~StreamSession() { abandon(); }
-    StreamSession(const StreamSession&) = delete;
-    StreamSession& operator=(const StreamSession&) = delete;
 
     void finish() {
-        running = false;
         timing::detail::check(timing::driver().tt_stop_stream_mode(device.handle, 0), "stop_stream_any",
                               device.handle);
+        finished = true;
     }
 
     void abandon() {
-        if (std::exchange(running, false)) {
+        if (!std::exchange(finished, true)) {
             timing::driver().tt_stop_stream_mode(device.handle, 0);
         }
     }
 
 private:
     timing::Device& device;
-    bool running = true;
+    bool finished = false;
 };
 
 std::size_t queueLimit(const QueueRule& rule, int batchSize) {
@@ -211,7 +215,8 @@ void captureLoop(timing::Device& device, const CaptureRequest& request, relay::R
     TagFanOut fanOut(std::move(recording), relay, events, request.batchSize, request.maxUiTagsPerSecond,
                      start);
     TagFlowMeter meter(events, start);
-    StreamSession stream(device, header);
+    StreamSession stream(device);
+    stream.start(header);
     timing::TagStreamReader reader(device);
     meter.follow(reader);
     reader.set_read_hook([&meter, &clock] { meter.watch(clock.now()); });

@@ -21,25 +21,36 @@ constexpr int kStopFlag = 0;
 CalibrationStream::CalibrationStream(tt_device* opened, std::uint8_t tdl_index, std::uint8_t sweep_steps,
                                      std::uint16_t sweep_dwell)
     : device(opened) {
-    if (sweep_steps < 2) {
-        detail::check(driver().tt_start_calibration_stream(device, tdl_index), "start_calibration_stream",
-                      device);
-    } else {
-        detail::check(driver().tt_start_calibration_sweep_stream(device, tdl_index, sweep_steps, sweep_dwell),
-                      "start_calibration_sweep_stream", device);
+    try {
+        if (sweep_steps < 2) {
+            detail::check(driver().tt_start_calibration_stream(device, tdl_index), "start_calibration_stream",
+                          device);
+        } else {
+            detail::check(
+                driver().tt_start_calibration_sweep_stream(device, tdl_index, sweep_steps, sweep_dwell),
+                "start_calibration_sweep_stream", device);
+        }
+    } catch (const Error&) {
+        abandon();
+        throw;
     }
 }
 
 CalibrationStream::~CalibrationStream() {
-    if (running) {
-        driver().tt_stop_calibration_stream(device, kStopFlag); // the failure on the way is the one to tell
-    }
+    abandon();
 }
 
 void CalibrationStream::stop() {
-    if (std::exchange(running, false)) {
+    if (running) {
         detail::check(driver().tt_stop_calibration_stream(device, kStopFlag), "stop_calibration_stream",
                       device);
+        running = false;
+    }
+}
+
+void CalibrationStream::abandon() {
+    if (std::exchange(running, false)) {
+        driver().tt_stop_calibration_stream(device, kStopFlag); // the failure on the way is the one to tell
     }
 }
 

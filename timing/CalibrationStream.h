@@ -1,5 +1,7 @@
 // A running calibration stream of one delay line: started by the constructor, stopped by stop() or, with a
-// failure of that ignored, by the destructor. Lives on the stack of the thread that calibrates the device.
+// failure of that ignored, by the destructor. A stop that failed is tried once more, and a start that failed
+// is followed by a stop: it may have come through with only its answer lost. Lives on the stack of the thread
+// that calibrates the device.
 #pragma once
 
 #include "CalibrationTag.h"
@@ -31,6 +33,7 @@ public:
     void stop();
 
 private:
+    void abandon();
     void receive(std::vector<std::uint8_t>& buffer);
     void take_tags(std::vector<CalibrationTag>& tags, std::size_t count);
 

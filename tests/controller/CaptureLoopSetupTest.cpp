@@ -165,7 +165,6 @@ TEST_F(CaptureSetup, EachFailedStepIsNamedAndNoStreamIsStartedOrStopped) {
              Row{"tt_set_calibration_freq", "set_calibration_freq", "internal", StreamChoice::Delta32},
              Row{"tt_enable_calibration_source", "enable_calibration_source", "internal",
                  StreamChoice::Raw64},
-             Row{"tt_start_stream_mode", "start_stream(mode)", "external", StreamChoice::Raw64},
          }) {
         driver->clearLog();
         driver->clearFailures();
@@ -189,9 +188,17 @@ TEST_F(CaptureSetup, AStopDuringTheWaitForTheReferenceStartsNothing) {
     EXPECT_FALSE(QFile::exists(request.recording.path));
 }
 
-TEST_F(CaptureSetup, AFailedStopOfTheStreamIsTold) {
+TEST_F(CaptureSetup, AFailedStartIsFollowedByAStopBecauseItMayHaveComeThrough) {
+    driver->fail("tt_start_stream_mode", -1, "bus");
+    EXPECT_EQ(failure(), "start_stream(mode): general failure (bus)");
+    EXPECT_EQ(driver->callsOf("tt_stop_stream_mode"), Texts{"tt_stop_stream_mode(0)"});
+    EXPECT_EQ(driver->count("tt_read_stream_bytes"), 0);
+}
+
+TEST_F(CaptureSetup, AFailedStopOfTheStreamIsToldAndTriedOnceMore) {
     driver->fail("tt_stop_stream_mode", -1, "bus");
     EXPECT_EQ(failure(), "stop_stream_any: general failure (bus)");
+    EXPECT_EQ(driver->count("tt_stop_stream_mode"), 2);
 }
 
 TEST_F(CaptureSetup, TheFolderIsMadeBeforeTheStreamIsStarted) {

@@ -370,6 +370,28 @@ TEST(CalibrationStream, IsStoppedByItsDestructorAndOnlyOnce) {
     EXPECT_EQ(driver->count("tt_stop_calibration_stream"), 2);
 }
 
+TEST(CalibrationStream, AFailedStartIsFollowedByAStopBecauseItMayHaveComeThrough) {
+    ScopedDriver driver;
+    const Device device = Device::open_serial("ftdi://SN0001");
+    driver->fail("tt_start_calibration_stream", TT_FAILED, "answer lost");
+    EXPECT_THROW(CalibrationStream(device.handle, 0, 0, 0), Error);
+    EXPECT_EQ(driver->count("tt_stop_calibration_stream"), 1);
+    driver->fail("tt_start_calibration_sweep_stream", TT_FAILED, "answer lost");
+    EXPECT_THROW(CalibrationStream(device.handle, 0, 5, 100), Error);
+    EXPECT_EQ(driver->count("tt_stop_calibration_stream"), 2);
+}
+
+TEST(CalibrationStream, AFailedStopIsToldAndTriedOnceMore) {
+    ScopedDriver driver;
+    const Device device = Device::open_serial("ftdi://SN0001");
+    driver->fail("tt_stop_calibration_stream", TT_FAILED, "bus");
+    {
+        CalibrationStream stream(device.handle, 0, 0, 0);
+        EXPECT_THROW(stream.stop(), Error);
+    }
+    EXPECT_EQ(driver->count("tt_stop_calibration_stream"), 2);
+}
+
 TEST(CalibrationStream, ReadsOnWhereItEnded) {
     ScopedDriver driver;
     const Device device = Device::open_serial("ftdi://SN0001");
