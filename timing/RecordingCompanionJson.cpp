@@ -1,14 +1,15 @@
 // The text of a companion file: see RecordingCompanionFile.h.
+#include "BoundedJson.h"
 #include "Crc32.h"
 #include "RecordingCompanionFile.h"
-
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <span>
+#include <utility>
 
 namespace qorn::timing {
 namespace {
@@ -167,20 +168,13 @@ const Json& array(const Json& value, std::string_view key, std::size_t most) {
     return value;
 }
 
-// What lies deeper than the companion's own lists is not kept.
 Json parsed(std::string_view json) {
     constexpr int kKeptDepth = 3;
-    constexpr int kMostDepth = 64;
-    bool tooDeep = false;
-    const auto keep = [&tooDeep](int depth, Json::parse_event_t, const Json&) {
-        tooDeep = tooDeep || depth > kMostDepth;
-        return depth <= kKeptDepth;
-    };
-    Json root = Json::parse(json.begin(), json.end(), keep, false);
-    if (!root.is_object() || tooDeep) {
+    std::optional<Json> root = detail::parse_bounded_object(json, kKeptDepth);
+    if (!root) {
         throw CompanionFault("is no JSON object of such a file");
     }
-    return root;
+    return std::move(*root);
 }
 
 class Members {

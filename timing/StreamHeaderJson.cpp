@@ -1,10 +1,11 @@
 #include "StreamHeaderJson.h"
 
-#include <nlohmann/json.hpp>
+#include "BoundedJson.h"
 
 #include <array>
 #include <cctype>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -67,20 +68,13 @@ std::string tagFormat(const Json& object) {
     return name;
 }
 
-// What lies deeper than the header's own objects is not kept.
 Json parsed(std::string_view json) {
     constexpr int kKeptDepth = 2;
-    constexpr int kMostDepth = 64;
-    bool tooDeep = false;
-    const auto keep = [&tooDeep](int depth, Json::parse_event_t, const Json&) {
-        tooDeep = tooDeep || depth > kMostDepth;
-        return depth <= kKeptDepth;
-    };
-    Json root = Json::parse(json.begin(), json.end(), keep, false);
-    if (!root.is_object() || tooDeep) {
+    std::optional<Json> root = parse_bounded_object(json, kKeptDepth);
+    if (!root) {
         throw HeaderFault("the header is no JSON object of such a file");
     }
-    return root;
+    return std::move(*root);
 }
 
 } // namespace

@@ -18,6 +18,7 @@
 #include "EventLoopProbe.h"
 #include "ExperimentCatalog.h"
 #include "ExperimentTab.h"
+#include "IsolatedHome.h"
 #include "MainWindow.h"
 #include "StreamMeter.h"
 
@@ -29,7 +30,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTimer>
 
 #include <algorithm>
@@ -234,13 +234,7 @@ private:
 } // namespace
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
-    const QTemporaryDir home;
-    for (const char* place : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"}) {
-        qputenv(place, home.path().toUtf8());
-    }
+    const bench::IsolatedHome home;
     QApplication application(argc, argv);
     setUpApplication(application);
     QCommandLineParser parser;

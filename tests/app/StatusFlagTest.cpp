@@ -69,8 +69,11 @@ TEST(StatusFlag, TheStyleSheetRecoloursTheLabel) {
 }
 
 TEST(StatusFlag, NoLabelIsNoHarm) {
-    setStatusFlag(nullptr, QStringLiteral("x"), FlagState::Good);
-    SUCCEED();
+    QLabel label;
+    setStatusFlag(&label, QStringLiteral("x"), FlagState::Good);
+    setStatusFlag(nullptr, QStringLiteral("y"), FlagState::Warning);
+    EXPECT_EQ(label.text(), QStringLiteral("x"));
+    EXPECT_EQ(label.property("flagState").toString(), QStringLiteral("good"));
 }
 
 } // namespace

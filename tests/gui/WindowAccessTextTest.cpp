@@ -51,14 +51,23 @@ protected:
 
     static QSize size() { return GetParam() ? QSize(1220, 760) : QSize(900, 600); }
 
+    // In the size to be read in, with the unit found.
+    static bool openWindow(WindowStage& stage) {
+        stage.openWindow();
+        stage.window().resize(size());
+        return waitUntil([&] { return !stage.window().setupPage().selectedPort().isEmpty(); });
+    }
+    static bool connectUnit(WindowStage& stage) {
+        Q_EMIT stage.window().setupPage().connectRequested(stage.window().setupPage().selectedPort());
+        return waitUntil([&] { return stage.controller().hasDevice() && stage.tabs().isVisible(); });
+    }
+
     std::unique_ptr<LongTexts> language;
 };
 
 TEST_P(WindowAccessText, IsWholeOnTheConnectPage) {
     WindowStage stage;
-    stage.openWindow();
-    stage.window().resize(size());
-    ASSERT_TRUE(waitUntil([&] { return !stage.window().setupPage().selectedPort().isEmpty(); }));
+    ASSERT_TRUE(openWindow(stage));
     QCoreApplication::processEvents();
     EXPECT_EQ(stage.window().size(), size());
     expectAllIsRead(stage.window(), "connect page", GetParam());
@@ -66,11 +75,7 @@ TEST_P(WindowAccessText, IsWholeOnTheConnectPage) {
 
 TEST_P(WindowAccessText, IsWholeOnEveryTab) {
     WindowStage stage;
-    stage.openWindow();
-    stage.window().resize(size());
-    ASSERT_TRUE(waitUntil([&] { return !stage.window().setupPage().selectedPort().isEmpty(); }));
-    Q_EMIT stage.window().setupPage().connectRequested(stage.window().setupPage().selectedPort());
-    ASSERT_TRUE(waitUntil([&] { return stage.controller().hasDevice() && stage.tabs().isVisible(); }));
+    ASSERT_TRUE(openWindow(stage) && connectUnit(stage));
     for (const char* type : kTypes) {
         gui::ExperimentTab& tab = stage.addTab(type);
         QCoreApplication::processEvents();
@@ -158,11 +163,7 @@ TEST_P(WindowAccessText, OfAMessageHasTheStatusBarToItself) {
 
 TEST_P(WindowAccessText, IsInReachInADockPaneBesideTheTabs) {
     WindowStage stage;
-    stage.openWindow();
-    stage.window().resize(size());
-    ASSERT_TRUE(waitUntil([&] { return !stage.window().setupPage().selectedPort().isEmpty(); }));
-    Q_EMIT stage.window().setupPage().connectRequested(stage.window().setupPage().selectedPort());
-    ASSERT_TRUE(waitUntil([&] { return stage.controller().hasDevice() && stage.tabs().isVisible(); }));
+    ASSERT_TRUE(openWindow(stage) && connectUnit(stage));
     stage.addTab("Time tags");
     for (const char* type : kTypes) {
         const gui::ExperimentTab& tab = stage.addTab(type);

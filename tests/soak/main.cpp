@@ -4,6 +4,7 @@
 // an event loop that stands still, growing memory, a measurement that does not end.
 #include "ApplicationSetup.h"
 #include "HandleGuard.h"
+#include "IsolatedHome.h"
 #include "SoakOperator.h"
 #include "SoakScene.h"
 #include "SoakWatch.h"
@@ -12,7 +13,6 @@
 #include <QCommandLineParser>
 #include <QFile>
 #include <QJsonDocument>
-#include <QTemporaryDir>
 
 #include <cstdio>
 
@@ -24,13 +24,7 @@ constexpr double kFaultsPerMinute = 4.0;
 
 int main(int argc, char** argv) {
     using namespace qorn;
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
-    const QTemporaryDir home;
-    for (const char* place : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"}) {
-        qputenv(place, home.path().toUtf8());
-    }
+    const bench::IsolatedHome home;
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     timetagger::gui::setUpApplication(application);

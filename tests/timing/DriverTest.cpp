@@ -71,13 +71,13 @@ constexpr std::array kFunctions = {
     Function{"ensure_ftdi_fifo_eeprom_summary", "_ZN4qorn6timing31ensure_ftdi_fifo_eeprom_summaryEPcm"},
 };
 
-Bytes stubLibrary() {
-    return readBytes(QORN_STUB_DRIVER);
+Bytes plainLibrary() {
+    return readBytes(QORN_PLAIN_DRIVER);
 }
 
-// The stub library without one function: its name is changed, so that a look-up does not find it.
-Bytes stubWithout(const std::string& symbol) {
-    Bytes bytes = stubLibrary();
+// The plain library without one function: its name is changed, so that a look-up does not find it.
+Bytes plainWithout(const std::string& symbol) {
+    Bytes bytes = plainLibrary();
     Bytes name{0};
     name.insert(name.end(), symbol.begin(), symbol.end());
     name.push_back(0);
@@ -127,7 +127,7 @@ TEST(DriverLoading, TheListOfFunctionsIsComplete) {
 }
 
 TEST(DriverLoading, ACompleteLibraryFillsEveryEntry) {
-    const DriverTable table = load_driver(QORN_STUB_DRIVER);
+    const DriverTable table = load_driver(QORN_PLAIN_DRIVER);
     std::array<void*, kFunctions.size()> entries{};
     static_assert(sizeof(entries) == sizeof(table));
     std::memcpy(entries.data(), &table, sizeof table);
@@ -137,10 +137,10 @@ TEST(DriverLoading, ACompleteLibraryFillsEveryEntry) {
             EXPECT_NE(entries[index], entries[other]) << kFunctions[index].name;
         }
     }
-    EXPECT_STREQ(table.tt_status_string(0), "status of the stub");
+    EXPECT_STREQ(table.tt_status_string(0), "status of the plain driver");
     char summary[512] = {};
     EXPECT_TRUE(table.ensure_ftdi_fifo_eeprom_summary(summary, sizeof summary));
-    EXPECT_STREQ(summary, "eeprom of the stub");
+    EXPECT_STREQ(summary, "eeprom of the plain driver");
 }
 
 TEST(DriverLoading, EachMissingFunctionIsNamedWithItsLibrary) {
@@ -148,7 +148,7 @@ TEST(DriverLoading, EachMissingFunctionIsNamedWithItsLibrary) {
     int number = 0;
     for (const Function& function : kFunctions) {
         const std::string file = folder.file(std::to_string(number++) + ".so");
-        writeBytes(file, stubWithout(function.symbol));
+        writeBytes(file, plainWithout(function.symbol));
         const std::optional<Error> error = errorOfLoading(file);
         ASSERT_TRUE(error.has_value()) << function.name;
         const std::string text = error->what();
@@ -175,7 +175,7 @@ TEST(DriverLoading, AFileThatIsNoLibraryIsNamed) {
 }
 
 TEST(DriverSeam, TheTableInForceIsTheOneGiven) {
-    const DriverTable first = load_driver(QORN_STUB_DRIVER);
+    const DriverTable first = load_driver(QORN_PLAIN_DRIVER);
     const DriverTable second = first;
     const DriverTable* const before = exchange_driver(&first);
     EXPECT_EQ(&driver(), &first);
@@ -226,20 +226,20 @@ protected:
 };
 
 TEST_F(DriverSearch, TheSimulatedInstrumentStandsInForAMissingLibrary) {
-    putBeside(stubLibrary());
-    EXPECT_EQ(run(), (std::vector<std::string>{"status of the stub", "simulated 1", "status of the stub",
-                                               "simulated 1", besideLine()}));
+    putBeside(plainLibrary());
+    EXPECT_EQ(run(), (std::vector<std::string>{"status of the plain driver", "simulated 1",
+                                               "status of the plain driver", "simulated 1", besideLine()}));
 }
 
 TEST_F(DriverSearch, ALibraryInTheLoadersSearchIsTheDriver) {
-    putIntoSearch(stubLibrary());
-    EXPECT_EQ(run(), (std::vector<std::string>{"status of the stub", "simulated 0", "status of the stub",
-                                               "simulated 0", besideLine()}));
+    putIntoSearch(plainLibrary());
+    EXPECT_EQ(run(), (std::vector<std::string>{"status of the plain driver", "simulated 0",
+                                               "status of the plain driver", "simulated 0", besideLine()}));
 }
 
 TEST_F(DriverSearch, ALibraryThatLacksAFunctionIsAnErrorAndNoReasonToFallBack) {
-    putBeside(stubLibrary());
-    putIntoSearch(stubWithout("tt_run_coincidence"));
+    putBeside(plainLibrary());
+    putIntoSearch(plainWithout("tt_run_coincidence"));
     const std::vector<std::string> lines = run();
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_TRUE(contains(lines[0], "tt_run_coincidence")) << lines[0];
@@ -248,7 +248,7 @@ TEST_F(DriverSearch, ALibraryThatLacksAFunctionIsAnErrorAndNoReasonToFallBack) {
 }
 
 TEST_F(DriverSearch, ALibraryThatCannotBeLoadedIsAnErrorAndNoReasonToFallBack) {
-    putBeside(stubLibrary());
+    putBeside(plainLibrary());
     putIntoSearch(testing::bytesFromHex("41 42 43 44"));
     const std::vector<std::string> lines = run();
     ASSERT_EQ(lines.size(), 3U);

@@ -35,7 +35,7 @@ QORN_EXPORT const char* tt_last_error(const tt_device*) {
     return "";
 }
 QORN_EXPORT const char* tt_status_string(tt_status) {
-    return "status of the stub";
+    return "status of the plain driver";
 }
 QORN_EXPORT tt_status tt_set_dac_codes(tt_device*, const std::uint16_t*) {
     return TT_OK;
@@ -132,7 +132,7 @@ QORN_EXPORT bool cycle_ftdi_usb_device_summary(const char*, char*, unsigned long
     return true;
 }
 QORN_EXPORT bool ensure_ftdi_fifo_eeprom_summary(char* out, unsigned long capacity) {
-    std::strncpy(out, "eeprom of the stub", capacity);
+    std::strncpy(out, "eeprom of the plain driver", capacity);
     return true;
 }
 
