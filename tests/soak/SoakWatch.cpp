@@ -3,6 +3,7 @@
 #include <QJsonArray>
 
 #include <algorithm>
+#include <cstdio>
 
 #include <malloc.h>
 
@@ -47,8 +48,12 @@ void SoakWatch::rest(double seconds) {
     }
     probe.clear();
     malloc_trim(0); // what is held now is in use
+    const double resident = bench::residentMebibytes();
+    std::fprintf(stderr,
+                 "%6.0f s: %.1f MiB resident, %.1f allocated; events waited %.1f ms (99 %%), %.0f at most\n",
+                 seconds, resident, bench::allocatedMebibytes(), p99, most);
     if (seconds >= kWarmUpSeconds) {
-        memory.push_back({seconds, bench::residentMebibytes()});
+        memory.push_back({seconds, resident});
     }
 }
 

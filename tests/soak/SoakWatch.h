@@ -20,7 +20,8 @@ public:
     void complain(const QString& text);
 
     // The window rests: nothing measures and no tab is open. Memory is compared at these moments, `seconds`
-    // after the start, and how long the event loop let events wait since the last one is taken up.
+    // after the start, and how long the event loop let events wait since the last one is taken up; a line on
+    // stderr tells both.
     void rest(double seconds);
 
     // At the end: the growth over the rests, when they span long enough to tell.

@@ -2,6 +2,7 @@
 
 #include <fstream>
 
+#include <malloc.h>
 #include <unistd.h>
 
 namespace qorn::bench {
@@ -18,6 +19,11 @@ double residentMebibytes() {
     double resident = 0.0;
     status >> total >> resident;
     return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / kMebibyte;
+}
+
+double allocatedMebibytes() {
+    const auto heap = mallinfo2();
+    return static_cast<double>(heap.uordblks + heap.hblkhd) / kMebibyte;
 }
 
 double growthPerHour(const std::vector<MemorySample>& samples) {
