@@ -9,7 +9,4 @@ namespace qorn::timetagger::gui {
 // folder.
 QString recordingPartPath(const QString& path, int index);
 
-// The path with `addition` behind its name, ahead of its suffix.
-QString pathWithAddition(const QString& path, const QString& addition);
-
 } // namespace qorn::timetagger::gui

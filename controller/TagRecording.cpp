@@ -1,5 +1,6 @@
 #include "TagRecording.h"
 
+#include "FilePaths.h"
 #include "RecordingCompanionFile.h"
 #include "RecordingPartPath.h"
 #include "TagWords.h"
@@ -34,14 +35,9 @@ bool isTaken(const QString& path) {
     return QFileInfo(path).isFile() || QFileInfo::exists(QString::fromStdString(companion));
 }
 
-// The path, or with a number added when there is such a file, or a companion of that name: a recording never
-// replaces another.
+// A recording never replaces another.
 QString freePath(const QString& path) {
-    QString candidate = path;
-    for (int number = 2; isTaken(candidate); ++number) {
-        candidate = pathWithAddition(path, QLatin1Char('_') + QString::number(number));
-    }
-    return candidate;
+    return freeFilePath(path, isTaken);
 }
 
 bool hasPassed(int seconds, LoopClock::TimePoint since, LoopClock::TimePoint now) {

@@ -1,5 +1,7 @@
 #include "MeasurementLog.h"
 
+#include "FilePaths.h"
+
 namespace qorn::timetagger::gui {
 
 MeasurementLog::MeasurementLog(LogOwner& logOwner, const LogClock& logClock)
@@ -97,7 +99,8 @@ void MeasurementLog::closeFile() {
 
 bool MeasurementLog::openNextPart(QString& error) {
     const LogPlan plan = owner.logPlan();
-    const QString path = owner.makeLogFilePath(plan.directory, logExtension(plan.format), partIndex);
+    const QString path =
+        freeFilePath(owner.makeLogFilePath(plan.directory, logExtension(plan.format), partIndex));
     if (!owner.openLogFile(path, &error)) {
         return false;
     }

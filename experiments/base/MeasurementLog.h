@@ -26,7 +26,8 @@ public:
     virtual ~LogOwner() = default;
     virtual LogPlan logPlan() const = 0;
     virtual LogHeader logHeader() const = 0;
-    // Path of a part, counted from 0, at this moment.
+    // Path of a part, counted from 0, at this moment. Where such a file stands already, the log adds a number
+    // to the name.
     virtual QString makeLogFilePath(const QString& directory, const QString& extension, int part) const = 0;
     // Opens and closes the file of a part; an owner that wants nothing else calls openFile() and closeFile().
     virtual bool openLogFile(const QString& path, QString* error) = 0;

@@ -137,11 +137,42 @@ TEST_P(MeasurementLogs, AreFinishedWhenTheyAreDestroyed) {
     EXPECT_EQ(log.rows(), (Rows{{"1", "2"}}));
 }
 
-TEST_P(MeasurementLogs, ReplaceAFileOfTheirName) {
+TEST_P(MeasurementLogs, NeverTakeThePlaceOfAnEarlierOne) {
+    ScriptedLog stage(GetParam());
+    ASSERT_TRUE(stage.starts());
+    stage.append(texts({"1", "first"}));
+    ASSERT_TRUE(stage.starts()); // in the same second, or behind a clock that was set back
+    stage.append(texts({"1", "second"}));
+    stage.log->stop();
+    EXPECT_EQ(stage.read(0).rows(), (Rows{{"1", "first"}}));
+    QString second = QString::fromStdString(stage.pathOf(0));
+    second.insert(second.lastIndexOf(QLatin1Char('.')), QStringLiteral("_2"));
+    EXPECT_EQ(qorn::testing::readLog(second.toStdString()).rows(), (Rows{{"1", "second"}}));
+}
+
+TEST_P(MeasurementLogs, AClockSetBackChangesNoLimit) {
+    ScriptedLog stage(GetParam());
+    stage.plan.rotateSeconds = 10;
+    stage.plan.maximumDurationSeconds = 25;
+    ASSERT_TRUE(stage.starts());
+    stage.clock.advance(9s);
+    stage.clock.setBack(3600s);
+    EXPECT_EQ(stage.append(texts({"9", "part 0"})), State::Ready);
+    stage.clock.advance(1s);
+    EXPECT_EQ(stage.append(texts({"10", "part 1"})), State::Ready);
+    stage.clock.setBack(3600s);
+    stage.clock.advance(15s);
+    EXPECT_EQ(stage.append(texts({"25", "too late"})), State::Ended);
+    EXPECT_EQ(stage.read(0).rows(), (Rows{{"9", "part 0"}}));
+    EXPECT_EQ(stage.read(1).rows(), (Rows{{"10", "part 1"}}));
+    EXPECT_TRUE(stage.read(1).ended);
+}
+
+TEST_P(MeasurementLogs, AnOpenedFileBeginsEmpty) {
     ScriptedLog stage(GetParam());
     qorn::testing::writeBytes(stage.pathOf(0), qorn::testing::Bytes(100'000, 0x5A));
-    ASSERT_TRUE(stage.starts());
-    stage.log->stop();
+    ASSERT_TRUE(stage.log->openFile(QString::fromStdString(stage.pathOf(0)), nullptr));
+    stage.log->closeFile();
     EXPECT_TRUE(stage.read(0).ended);
     EXPECT_LT(std::filesystem::file_size(stage.pathOf(0)), 1000u);
 }
@@ -239,6 +270,7 @@ TEST_P(MeasurementLogs, BeginAtThePlainNameInEachRun) {
     stage.append(texts({"a", "b"}));
     EXPECT_EQ(stage.log->path().toStdString(), stage.pathOf(1));
     stage.log->stop();
+    std::filesystem::remove(stage.pathOf(0)); // else the name is taken
     ASSERT_TRUE(stage.starts());
     EXPECT_EQ(stage.log->path().toStdString(), stage.pathOf(0));
     stage.clock.advance(9999ms);

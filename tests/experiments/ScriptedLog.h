@@ -23,6 +23,8 @@ public:
         now += time;
         wall = wall.addMSecs(time.count());
     }
+    // Only the clock on the wall.
+    void setBack(std::chrono::seconds time) { wall = wall.addSecs(-time.count()); }
 
 private:
     std::chrono::steady_clock::time_point now{std::chrono::hours(5)};
