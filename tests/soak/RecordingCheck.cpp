@@ -2,6 +2,7 @@
 
 #include "Error.h"
 #include "StreamFileReader.h"
+#include "Verify.h"
 
 #include <QFile>
 #include <QtEndian>
@@ -148,6 +149,9 @@ CheckedRecording checkRecording(const QStringList& parts, const QString& truth) 
                         return {comparison.tags(), QStringLiteral("%1: %2").arg(part, problem)};
                     }
                 }
+            }
+            for (const std::string& fault : qornts::faultsOf(part.toStdString())) {
+                return {comparison.tags(), QStringLiteral("%1: %2").arg(part, QString::fromStdString(fault))};
             }
         }
     } catch (const std::exception& error) {

@@ -13,7 +13,7 @@ struct CheckedRecording {
 
 // `parts` in the order of the recording, `truth` the instrument's file of the stream that was recorded. The
 // recording may begin a little later than the stream, until the decoder is in step, and may end earlier; in
-// between no tag may be missing or differ.
+// between no tag may be missing or differ. Each part must agree with its companion.
 CheckedRecording checkRecording(const QStringList& parts, const QString& truth);
 
 } // namespace qorn::soak
