@@ -2,6 +2,7 @@
 
 #include "ApplicationInfo.h"
 #include "IconStyle.h"
+#include "StyleRuleSweeper.h"
 #include "WheelGuard.h"
 
 #include <QApplication>
@@ -35,6 +36,7 @@ void setUpApplication(QApplication& application) {
     QApplication::setOrganizationName(QLatin1String(kOrganisationName));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/logo_mark.png")));
     application.installEventFilter(new WheelGuard(&application));
+    application.installEventFilter(new StyleRuleSweeper(&application));
 }
 
 } // namespace qorn::timetagger::gui

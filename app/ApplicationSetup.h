@@ -5,7 +5,7 @@ class QApplication;
 
 namespace qorn::timetagger::gui {
 
-// Memory arenas, style, names, icon, and the guard against settings changed by the wheel.
+// Memory arenas, style and its sweeper, names, icon, and the guard against settings changed by the wheel.
 void setUpApplication(QApplication& application);
 
 } // namespace qorn::timetagger::gui
