@@ -16,9 +16,9 @@
 namespace qorn::timetagger::gui {
 namespace {
 
-// Every measurement brings threads of its own. With the C library's default of eight arenas per core, what one
-// thread freed is kept from the others, and over hours of starts and stops the process holds several times
-// what it uses.
+// Every measurement brings threads of its own. With the C library's default of eight arenas per core, what
+// one thread freed is kept from the others, and over hours of starts and stops the process holds several
+// times what it uses.
 void limitMemoryArenas() {
 #ifdef __GLIBC__
     constexpr int kArenas = 2;
