@@ -336,7 +336,9 @@ TEST_P(RotatedRecording, OfAnInstrumentOverAWrapIsCompleteInItsParts) {
     const QString third = QString::fromStdString(folder.file("run_part003.qornts"));
     ASSERT_TRUE(test::runUntil([&] { return QFile::exists(third); }));
     const std::size_t shown = signalled->tags.size();
-    ASSERT_TRUE(test::runUntil([&] { return signalled->tags.size() > shown; })); // goes to part 3
+    ASSERT_TRUE(test::runUntil([&] { // goes to part 3
+        return signalled->tags.size() > shown && signalled->tags.back().timestamp_ps > kWrapPs;
+    }));
     end();
     const Tags sent = truth();
     const auto parts = partsIn(folder);
