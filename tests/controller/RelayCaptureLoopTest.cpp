@@ -42,6 +42,19 @@ protected:
             text = test::failureOf([&] { relayCaptureLoop(endpoint, request, server, stop, events, clock); });
         });
     }
+    // Who follows this host, with one client that sees it all.
+    struct Onward {
+        test::LoopbackServer server;
+        test::LoopbackClient witness{server.endpoint()};
+    };
+    // True once the source and the witness are connected.
+    bool beginWith(Onward& onward) {
+        if (!onward.server.waitForClients(1)) {
+            return false;
+        }
+        begin(source.endpoint(), onward.server.get());
+        return source.waitForClients(1);
+    }
     void finish() {
         stop = true;
         join();
@@ -76,13 +89,11 @@ TEST_F(RelayCapture, TagsOfTheOtherHostReachTheGui) {
 
 TEST_F(RelayCapture, TheLastPartialBatchIsDelivered) {
     request.recording.path = path;
-    test::LoopbackServer onward;
-    test::LoopbackClient witness(onward.endpoint());
-    ASSERT_TRUE(onward.waitForClients(1));
-    begin(source.endpoint(), onward.get());
-    ASSERT_TRUE(source.waitForClients(1));
+    Onward onward;
+    ASSERT_TRUE(beginWith(onward));
     source.publish(tagsFrom(0, 7));
-    ASSERT_TRUE(witness.waitForTags(7)); // they have been received; the clock stands, so no batch goes out
+    ASSERT_TRUE(
+        onward.witness.waitForTags(7)); // they have been received; the clock stands, so no batch goes out
     EXPECT_EQ(events.tagCount(), 0U);
     finish();
     EXPECT_EQ(text, "");
@@ -94,16 +105,13 @@ TEST_F(RelayCapture, TheMaskFiltersGuiAndRecordingButNotWhatIsPublishedAgain) {
     request.channelMask = 5;
     request.batchSize = 500;
     request.recording.path = path;
-    test::LoopbackServer onward;
-    test::LoopbackClient witness(onward.endpoint());
-    ASSERT_TRUE(onward.waitForClients(1));
-    begin(source.endpoint(), onward.get());
-    ASSERT_TRUE(source.waitForClients(1));
+    Onward onward;
+    ASSERT_TRUE(beginWith(onward));
     source.publish(tagsFrom(0, 1000));
-    ASSERT_TRUE(witness.waitForTags(1000));
+    ASSERT_TRUE(onward.witness.waitForTags(1000));
     ASSERT_TRUE(events.waitForTags(500));
     finish();
-    EXPECT_EQ(witness.tags(), tagsFrom(0, 1000));
+    EXPECT_EQ(onward.witness.tags(), tagsFrom(0, 1000));
     EXPECT_EQ(events.tags(), onChannels(tagsFrom(0, 1000), 5));
     EXPECT_EQ(test::readRecording(path).tags, onChannels(tagsFrom(0, 1000), 5));
 }
@@ -141,13 +149,10 @@ TEST_F(RelayCapture, TheRecordingsHeaderIsThatOfARelay) {
 TEST_F(RelayCapture, TheGuiIsThinnedAndTheRecordingComplete) {
     request.recording.path = path;
     request.maxUiTagsPerSecond = 100; // 10 per window, and the clock stands
-    test::LoopbackServer onward;
-    test::LoopbackClient witness(onward.endpoint());
-    ASSERT_TRUE(onward.waitForClients(1));
-    begin(source.endpoint(), onward.get());
-    ASSERT_TRUE(source.waitForClients(1));
+    Onward onward;
+    ASSERT_TRUE(beginWith(onward));
     source.publish(tagsFrom(0, 5000));
-    ASSERT_TRUE(witness.waitForTags(5000));
+    ASSERT_TRUE(onward.witness.waitForTags(5000));
     finish();
     EXPECT_EQ(events.tagCount(), 10U);
     EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 5000));
@@ -185,13 +190,10 @@ TEST_F(RelayCapture, WhatCameBeforeAFailureIsShown) {
 }
 
 TEST_F(RelayCapture, APartialBatchGoesOutAlthoughNothingFollows) {
-    test::LoopbackServer onward;
-    test::LoopbackClient witness(onward.endpoint());
-    ASSERT_TRUE(onward.waitForClients(1));
-    begin(source.endpoint(), onward.get());
-    ASSERT_TRUE(source.waitForClients(1));
+    Onward onward;
+    ASSERT_TRUE(beginWith(onward));
     source.publish(tagsFrom(0, 7));
-    ASSERT_TRUE(witness.waitForTags(7));
+    ASSERT_TRUE(onward.witness.waitForTags(7));
     EXPECT_EQ(events.tagCount(), 0U);
     clock.advance(50ms);
     EXPECT_TRUE(events.waitForTags(7));
@@ -314,13 +316,10 @@ TEST_F(RelayCapture, ItsEndTellsWhereEveryTagWent) {
     request.channelMask = 5;
     request.maxUiTagsPerSecond = 1000; // 100 in a window, and the clock stands
     request.recording.path = path;
-    test::LoopbackServer onward;
-    test::LoopbackClient witness(onward.endpoint());
-    ASSERT_TRUE(onward.waitForClients(1));
-    begin(source.endpoint(), onward.get());
-    ASSERT_TRUE(source.waitForClients(1));
+    Onward onward;
+    ASSERT_TRUE(beginWith(onward));
     source.publish(tagsFrom(0, 1000));
-    ASSERT_TRUE(witness.waitForTags(1000));
+    ASSERT_TRUE(onward.witness.waitForTags(1000));
     finish();
     const std::vector<UiTagFlow> flows = events.flows();
     ASSERT_EQ(flows.size(), 1U);

@@ -1,9 +1,14 @@
 #include "ResidentMemory.h"
 
+#include <cstddef>
 #include <fstream>
 
 #include <malloc.h>
 #include <unistd.h>
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// Of the sanitizers' common interface; the compiler comes without its header.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // NOLINT(bugprone-reserved-identifier)
+#endif
 
 namespace qorn::bench {
 namespace {
@@ -22,8 +27,12 @@ double residentMebibytes() {
 }
 
 double allocatedMebibytes() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return static_cast<double>(__sanitizer_get_current_allocated_bytes()) / kMebibyte;
+#else
     const auto heap = mallinfo2();
     return static_cast<double>(heap.uordblks + heap.hblkhd) / kMebibyte;
+#endif
 }
 
 double growthPerHour(const std::vector<MemorySample>& samples) {
