@@ -54,6 +54,36 @@ CapturePlan::CapturePlan(unsigned seed) : random(seed) {
     hasRelay = oneIn(3);
 }
 
+CaptureRequest CapturePlan::request(const QString& recordingPath) const {
+    CaptureRequest request;
+    request.mode = QStringLiteral("external");
+    request.stream.format = StreamChoice::Raw64;
+    request.batchSize = batchSize;
+    request.maxUiTagsPerSecond = maxUiTagsPerSecond;
+    request.recording = {recordingPath, 0, maxDurationSeconds};
+    return request;
+}
+
+QString CapturePlan::recordingPath(const std::string& folder, unsigned seed) const {
+    if (diskFull) {
+        return QStringLiteral("/dev/full");
+    }
+    return records ? QString::fromStdString(folder + "/run" + std::to_string(seed) + ".qornts") : QString();
+}
+
+std::int64_t missingBefore(const Tags& part, const Tags& all) {
+    std::size_t at = 0;
+    for (const timing::TimeTag& tag : part) {
+        while (at < all.size() && !(all[at] == tag)) {
+            ++at;
+        }
+        if (at++ == all.size()) {
+            return -1;
+        }
+    }
+    return static_cast<std::int64_t>(at - part.size());
+}
+
 PlannedStream::PlannedStream(CapturePlan& plan, ManualClock& manualClock)
     : random(plan.random()), clock(manualClock), bytes(streamOf(plan)), readMost(plan.readMost),
       readStepMs(plan.readStepMs), fails(plan.fails) {}
@@ -78,14 +108,14 @@ Tags PlannedStream::decoded() const {
     return {tags.begin(), tags.end()};
 }
 
-PlannedEvents::PlannedEvents(CapturePlan& capturePlan, PlannedStream& plannedStream,
+PlannedEvents::PlannedEvents(CapturePlan& capturePlan, std::function<bool()> streamIsUsedUp,
                              std::atomic<bool>& stopFlag)
-    : plan(capturePlan), stream(plannedStream), stop(stopFlag), handOver(plan.guiRoom) {}
+    : plan(capturePlan), isUsedUp(std::move(streamIsUsedUp)), stop(stopFlag), handOver(plan.guiRoom) {}
 
 bool PlannedEvents::hasRoomFor(qsizetype asked) {
     ++batches;
     if (batches == plan.holdAt) {
-        while (!stream.isUsedUp()) {
+        while (!isUsedUp()) {
             std::this_thread::yield();
         }
     }
@@ -130,22 +160,12 @@ void PlannedEvents::tagFlow(const UiTagFlow& counts) {
     flows.push_back(flow);
 }
 
-PlannedCapture::PlannedCapture(unsigned seed, relay::RelayServer& server, std::string folder) : plan(seed) {
-    if (plan.diskFull) {
-        recordingPath = QStringLiteral("/dev/full");
-    } else if (plan.records) {
-        recordingPath = QString::fromStdString(folder + "/run" + std::to_string(seed) + ".qornts");
-    }
+PlannedCapture::PlannedCapture(unsigned seed, relay::RelayServer& server, const std::string& folder)
+    : plan(seed), recordingPath(plan.recordingPath(folder, seed)) {
     relay = plan.hasRelay ? &server : nullptr;
 }
 
 void PlannedCapture::run(timing::Device& device) {
-    CaptureRequest request;
-    request.mode = QStringLiteral("external");
-    request.stream.format = StreamChoice::Raw64;
-    request.batchSize = plan.batchSize;
-    request.maxUiTagsPerSecond = plan.maxUiTagsPerSecond;
-    request.recording = {recordingPath, 0, plan.maxDurationSeconds};
     clock.onSleep = [this](std::size_t) {
         if (stream.isUsedUp() && !plan.fails && plan.random() % 4 == 0) {
             stop = true; // what the reader still holds is left to it
@@ -153,7 +173,8 @@ void PlannedCapture::run(timing::Device& device) {
     };
     publishedBefore = relay != nullptr ? relay->stats().tags_published : 0;
     PlannedReads::use(&stream);
-    failure = failureOf([&] { captureLoop(device, request, relay, stop, events, clock); });
+    failure =
+        failureOf([&] { captureLoop(device, plan.request(recordingPath), relay, stop, events, clock); });
     PlannedReads::use(nullptr);
 }
 

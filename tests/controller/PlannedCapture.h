@@ -11,12 +11,18 @@
 
 #include <atomic>
 #include <deque>
-#include <memory>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace qorn::timetagger::gui::test {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr unsigned kSeededRuns = 200; // which take as long as a thousand otherwise
+#else
+constexpr unsigned kSeededRuns = 1000;
+#endif
 
 // What is drawn for one run.
 struct CapturePlan {
@@ -38,7 +44,16 @@ struct CapturePlan {
     int maxDurationSeconds = 0;
     bool diskFull = false;
     bool hasRelay = false;
+
+    // As the loop gets it, with a recording to `recordingPath`, if any.
+    CaptureRequest request(const QString& recordingPath) const;
+    // In `folder`; empty without a recording.
+    QString recordingPath(const std::string& folder, unsigned seed) const;
 };
+
+// The places of `part` in `all`, in which each tag is there once: how many tags of `all` before the last of
+// them are missing. -1 when it is no part of it in its order.
+std::int64_t missingBefore(const Tags& part, const Tags& all);
 
 // The driver's stream; hands out what the plan says, and waits for nothing.
 class PlannedStream {
@@ -64,7 +79,8 @@ private:
 // What the capture reports, and the GUI thread that takes it as planned.
 class PlannedEvents final : public MeasurementEvents {
 public:
-    PlannedEvents(CapturePlan& capturePlan, PlannedStream& plannedStream, std::atomic<bool>& stopFlag);
+    PlannedEvents(CapturePlan& capturePlan, std::function<bool()> streamIsUsedUp,
+                  std::atomic<bool>& stopFlag);
 
     void clockStatus(const timing::ReferenceClockStatus&) override {}
     void counterSample(UiCounterSample) override {}
@@ -85,7 +101,7 @@ public:
 
 private:
     CapturePlan& plan;
-    PlannedStream& stream;
+    std::function<bool()> isUsedUp;
     std::atomic<bool>& stop;
     GuiHandOver handOver;
     std::deque<quint64> waiting;
@@ -96,14 +112,14 @@ private:
 // One run, over when run() returns.
 class PlannedCapture {
 public:
-    PlannedCapture(unsigned seed, relay::RelayServer& server, std::string folder);
+    PlannedCapture(unsigned seed, relay::RelayServer& server, const std::string& folder);
     void run(timing::Device& device);
 
     CapturePlan plan;
     ManualClock clock;
     std::atomic<bool> stop{false};
     PlannedStream stream{plan, clock};
-    PlannedEvents events{plan, stream, stop};
+    PlannedEvents events{plan, [this] { return stream.isUsedUp(); }, stop};
     QString recordingPath;
     std::string failure; // text
     quint64 publishedBefore = 0;

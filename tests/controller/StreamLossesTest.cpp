@@ -17,15 +17,10 @@ namespace qorn::timetagger::gui {
 namespace {
 
 using namespace std::chrono_literals;
+using test::missingBefore;
 using test::PlannedCapture;
 using test::Tags;
 using test::tagsFrom;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr unsigned kRuns = 200; // which take as long as a thousand otherwise
-#else
-constexpr unsigned kRuns = 1000;
-#endif
 
 // How many runs came to what; a plan that never faults proves nothing.
 struct Coverage {
@@ -61,21 +56,6 @@ struct Coverage {
         reports += static_cast<int>(run.events.flows.size());
     }
 };
-
-// The places of `part` in `all`, in which each tag is there once: how many tags of `all` before the last of
-// them are missing. -1 when it is no part of it in its order.
-std::int64_t missingBefore(const Tags& part, const Tags& all) {
-    std::size_t at = 0;
-    for (const timing::TimeTag& tag : part) {
-        while (at < all.size() && !(all[at] == tag)) {
-            ++at;
-        }
-        if (at++ == all.size()) {
-            return -1;
-        }
-    }
-    return static_cast<std::int64_t>(at - part.size());
-}
 
 class StreamLosses : public ::testing::Test {
 protected:
@@ -123,7 +103,7 @@ protected:
         }
     }
 
-    void checkRecording(const PlannedCapture& run, const UiTagFlow& flow) {
+    static void checkRecording(const PlannedCapture& run, const UiTagFlow& flow) {
         if (run.recordingPath.isEmpty()) {
             EXPECT_EQ(flow.recording, UiTagFlow::Recording());
             return;
@@ -141,10 +121,6 @@ protected:
         if (flow.recording.afterEnd + flow.source.discarded == 0 && !recorded.empty()) {
             EXPECT_EQ(static_cast<quint64>(missing), flow.source.dropped);
         }
-        removeRecording(run);
-    }
-
-    void removeRecording(const PlannedCapture& run) {
         QFile::remove(run.recordingPath);
         QFile::remove(run.recordingPath + QStringLiteral(".json"));
     }
@@ -168,7 +144,7 @@ protected:
 
 TEST_F(StreamLosses, EveryStageAccountsForEveryTagInAllFaultyRuns) {
     std::unique_ptr<test::LoopbackClient> client;
-    for (unsigned seed = 0; seed < kRuns; ++seed) {
+    for (unsigned seed = 0; seed < test::kSeededRuns; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         if (seed % 100 == 50) { // somebody listens for fifty runs
             client = std::make_unique<test::LoopbackClient>(server.endpoint());
@@ -190,13 +166,14 @@ TEST_F(StreamLosses, EveryStageAccountsForEveryTagInAllFaultyRuns) {
                            coverage.published, coverage.unwanted, coverage.relayCut, coverage.failed}) {
         EXPECT_GT(came, 0); // how often depends on what else the machine does
     }
-    EXPECT_GT(coverage.reports, static_cast<int>(kRuns)) << "also while it runs, not only at the end";
+    EXPECT_GT(coverage.reports, static_cast<int>(test::kSeededRuns))
+        << "also while it runs, not only at the end";
 }
 
 TEST_F(StreamLosses, AFailedRecordingCutsOffAllThatWasPulledForIt) {
     // What comes after the failure is in no file; the disk is full from the first byte.
     unsigned cut = 0;
-    for (unsigned seed = 0; seed < kRuns / 5; ++seed) {
+    for (unsigned seed = 0; seed < test::kSeededRuns / 5; ++seed) {
         PlannedCapture run(seed, *server.get(), folder.path().string());
         run.recordingPath = QStringLiteral("/dev/full");
         run.run(device);

@@ -1,0 +1,170 @@
+// That no tag of another host gets lost uncounted on its way through a capture.
+#include "PlannedRelayCapture.h"
+#include "TemporaryFolder.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+
+namespace qorn::timetagger::gui {
+namespace {
+
+using test::PlannedRelayCapture;
+using test::Tags;
+using End = PlannedRelayCapture::End;
+
+const std::map<End, std::string> kTextOfEnd = {
+    {End::Silent, ""},
+    {End::Closed, "relay stream closed by peer"},
+    {End::Reset, "relay receive failed: Connection reset by peer (socket error 104)"},
+    {End::InvalidRecord, "relay stream contains an invalid raw64-ps record"},
+};
+
+// How many runs came to what; a plan that never faults proves nothing.
+struct Coverage {
+    int masked = 0;
+    int thinned = 0;
+    int backlog = 0;
+    int guiCut = 0;
+    int recorded = 0;
+    int afterEnd = 0;
+    int recordingCut = 0;
+    int published = 0;
+    int unwanted = 0;
+    int complete = 0; // all that was sent came
+    std::map<std::string, int> ends;
+
+    void add(const UiTagFlow& flow, const PlannedRelayCapture& run) {
+        masked += flow.masked > 0;
+        thinned += flow.gui.thinned > 0;
+        backlog += flow.gui.backlog > 0;
+        guiCut += flow.gui.cut > 0;
+        recorded += flow.recording.recorded > 0;
+        afterEnd += flow.recording.afterEnd > 0;
+        recordingCut += flow.recording.cut > 0;
+        published += flow.relay.published > 0;
+        unwanted += flow.relay.unwanted > 0;
+        complete += flow.source.received == run.sent.size();
+        ++ends[run.failure];
+    }
+};
+
+class RelayLosses : public ::testing::Test {
+protected:
+    void check(const PlannedRelayCapture& run) {
+        ASSERT_FALSE(run.events.flows.empty());
+        const UiTagFlow flow = run.events.flows.back();
+        EXPECT_EQ(run.events.imbalances, std::vector<std::string>());
+        EXPECT_EQ(std::ranges::count_if(run.events.flows, &UiTagFlow::ended), 1);
+        EXPECT_TRUE(flow.ended);
+        ASSERT_LE(flow.source.received, run.sent.size());
+        const Tags kept = run.masked(flow.source.received);
+        checkSource(run, flow, kept);
+        checkGui(run, flow, kept);
+        checkRecording(run, flow, kept);
+        checkRelay(run, flow);
+        coverage.add(flow, run);
+    }
+
+    static void checkSource(const PlannedRelayCapture& run, const UiTagFlow& flow, const Tags& kept) {
+        EXPECT_EQ(flow.source.pulled, flow.source.received);
+        EXPECT_EQ(flow.source.dropped + flow.source.waiting + flow.source.discarded, 0U);
+        EXPECT_EQ(flow.masked, flow.source.received - kept.size());
+        EXPECT_TRUE(run.failure.empty() || run.failure == kTextOfEnd.at(run.end) ||
+                    (run.plan.diskFull && run.failure.starts_with("StreamFileWriter: ")) ||
+                    (run.end == End::Reset && run.failure.starts_with("could not connect to relay ")))
+            << run.failure; // the last when the reset comes before the capture has seen its connection
+        // What was sent before an orderly end has come, unless the capture was ended from here.
+        if (run.end == End::Closed && run.failure == kTextOfEnd.at(End::Closed)) {
+            EXPECT_EQ(flow.source.received, run.sent.size());
+        }
+    }
+
+    static void checkGui(const PlannedRelayCapture& run, const UiTagFlow& flow, const Tags& kept) {
+        EXPECT_EQ(flow.gui.offered, kept.size());
+        EXPECT_EQ(flow.gui.sent, run.events.tags.size());
+        EXPECT_EQ(flow.gui.backlog, run.events.refused);
+        EXPECT_EQ(flow.gui.discarded, 0U) << "the last partial batch goes out";
+        EXPECT_EQ(flow.window.shown + flow.window.outdated, run.events.taken);
+        EXPECT_LE(run.events.mostWaiting, run.plan.guiRoom);
+        const std::int64_t missing = test::missingBefore(run.events.tags, kept);
+        ASSERT_GE(missing, 0);
+        EXPECT_LE(static_cast<quint64>(missing), flow.gui.thinned + flow.gui.backlog);
+        if (run.plan.maxUiTagsPerSecond == 0) {
+            EXPECT_EQ(flow.gui.thinned, 0U);
+        }
+    }
+
+    static void checkRecording(const PlannedRelayCapture& run, const UiTagFlow& flow, const Tags& kept) {
+        if (run.recordingPath.isEmpty()) {
+            EXPECT_EQ(flow.recording, UiTagFlow::Recording());
+            return;
+        }
+        EXPECT_EQ(flow.recording.offered, kept.size());
+        if (run.plan.diskFull) {
+            return;
+        }
+        EXPECT_EQ(flow.recording.cut, 0U);
+        ASSERT_LE(flow.recording.recorded, kept.size());
+        const Tags first(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(flow.recording.recorded));
+        EXPECT_TRUE(test::readRecording(run.recordingPath).tags == first);
+        QFile::remove(run.recordingPath);
+        QFile::remove(run.recordingPath + QStringLiteral(".json"));
+    }
+
+    static void checkRelay(const PlannedRelayCapture& run, const UiTagFlow& flow) {
+        if (run.onward == nullptr) {
+            EXPECT_EQ(flow.relay, UiTagFlow::Relay());
+            return;
+        }
+        EXPECT_EQ(flow.relay.offered, flow.source.received) << "what is published again is complete";
+        EXPECT_EQ(flow.relay.published, run.onward->stats().tags_published - run.publishedBefore);
+    }
+
+    test::RawPublisher publisher;
+    test::LoopbackServer onward;
+    qorn::testing::TemporaryFolder folder;
+    Coverage coverage;
+};
+
+TEST_F(RelayLosses, EveryStageAccountsForEveryTagInAllFaultyRuns) {
+    std::unique_ptr<test::LoopbackClient> client;
+    for (unsigned seed = 0; seed < test::kSeededRuns; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        if (seed % 100 == 50) { // somebody listens for fifty runs
+            client = std::make_unique<test::LoopbackClient>(onward.endpoint());
+            ASSERT_TRUE(onward.waitForClients(1));
+        } else if (seed % 100 == 0 && client) {
+            client.reset();
+            ASSERT_TRUE(onward.waitForClients(0));
+        }
+        PlannedRelayCapture run(seed, *onward.get(), folder.path().string());
+        run.run(publisher);
+        check(run);
+        if (HasFailure()) {
+            return; // the first seed is enough
+        }
+    }
+    const std::map<std::string, int> stages = {{"masked", coverage.masked},
+                                               {"thinned", coverage.thinned},
+                                               {"backlog", coverage.backlog},
+                                               {"GUI cut", coverage.guiCut},
+                                               {"recorded", coverage.recorded},
+                                               {"after end", coverage.afterEnd},
+                                               {"recording cut", coverage.recordingCut},
+                                               {"published", coverage.published},
+                                               {"unwanted", coverage.unwanted},
+                                               {"complete", coverage.complete}};
+    for (const auto& [name, came] : stages) {
+        EXPECT_GT(came, 0) << name; // how often depends on what else the machine does
+    }
+    for (const auto& [end, text] : kTextOfEnd) {
+        EXPECT_GT(coverage.ends[text], 0) << text;
+    }
+}
+
+} // namespace
+} // namespace qorn::timetagger::gui
