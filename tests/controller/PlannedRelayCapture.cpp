@@ -39,6 +39,8 @@ void PlannedRelayCapture::send(RawPublisher& publisher) {
         return;
     }
     const qorn::testing::Bytes bytes = wordsOf(sent);
+    // Sometimes the duration of the recording is over before the first tag comes.
+    clock.advance(std::chrono::seconds(random() % 4 == 0 ? plan.maxDurationSeconds : 0));
     for (std::size_t at = 0; at < bytes.size();) {
         const std::size_t size = std::min(bytes.size() - at, 1 + random() % plan.readMost);
         clock.advance(std::chrono::milliseconds(random() % static_cast<unsigned>(plan.readStepMs + 1)));
