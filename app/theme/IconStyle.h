@@ -17,6 +17,11 @@ public:
     QIcon standardIcon(StandardPixmap which, const QStyleOption* option = nullptr,
                        const QWidget* widget = nullptr) const override;
 
+    // Arrows without the base style's cache: it names each after the button's own palette, and the toolkit
+    // keeps such names for good.
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget = nullptr) const override;
+
     // Buttons of dialogs are without the base style's coloured icons.
     int styleHint(StyleHint hint, const QStyleOption* option = nullptr, const QWidget* widget = nullptr,
                   QStyleHintReturn* returned = nullptr) const override;

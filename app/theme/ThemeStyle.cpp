@@ -1,6 +1,9 @@
 #include "ThemeStyle.h"
 
+#include <QAbstractItemDelegate>
+#include <QAbstractItemView>
 #include <QApplication>
+#include <QComboBox>
 #include <QFile>
 
 #include <array>
@@ -46,6 +49,20 @@ constexpr std::array<std::pair<QPalette::ColorRole, Colour>, 14> kRoles{{
     {QPalette::LinkVisited, &ThemePalette::accent},
 }};
 
+// A combo box gets a new delegate for its list with each change between the two kinds of style, and would
+// keep the earlier ones to its end.
+void deleteReplacedDelegates() {
+    for (QWidget* widget : QApplication::allWidgets()) {
+        if (auto* box = qobject_cast<QComboBox*>(widget)) {
+            for (auto* delegate : box->findChildren<QAbstractItemDelegate*>()) {
+                if (delegate->parent() == box->view() && delegate != box->itemDelegate()) {
+                    delete delegate;
+                }
+            }
+        }
+    }
+}
+
 } // namespace
 
 QPalette widgetPalette(const ThemePalette& theme) {
@@ -80,6 +97,7 @@ void applyThemeStyle(const ThemePalette& theme) {
     // one and on with the other takes a sixth of the time.
     qApp->setStyleSheet(QString());
     qApp->setStyleSheet(sheet);
+    deleteReplacedDelegates();
 }
 
 } // namespace qorn::timetagger::gui

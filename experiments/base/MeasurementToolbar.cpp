@@ -2,6 +2,7 @@
 
 #include "BarChartWidget.h"
 #include "KeyHint.h"
+#include "SharedIcon.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -97,8 +98,8 @@ void MeasurementToolbar::addLogAction() {
 }
 
 void MeasurementToolbar::addPlotSettingsAction() {
-    QAction* settings = addAction(QIcon(QStringLiteral(":/icons/settings.svg")), tr("Plot settings"), this,
-                                  &MeasurementToolbar::plotSettingsTriggered);
+    QAction* settings = addAction(sharedIcon(QStringLiteral(":/icons/settings.svg")), tr("Plot settings"),
+                                  this, &MeasurementToolbar::plotSettingsTriggered);
     settings->setToolTip(tr("Plot settings"));
 }
 

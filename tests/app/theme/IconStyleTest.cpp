@@ -1,10 +1,14 @@
 #include "IconStyle.h"
 
+#include "ResidentMemory.h"
 #include "ThemeStyle.h"
 
 #include <QApplication>
 #include <QImage>
+#include <QPainter>
+#include <QPixmapCache>
 #include <QStyleFactory>
+#include <QStyleOption>
 
 #include <gtest/gtest.h>
 
@@ -87,6 +91,64 @@ TEST(IconStyle, OtherIconsAreThoseOfTheBaseStyle) {
     const QImage own = render(stage.style.standardIcon(QStyle::SP_MessageBoxWarning));
     EXPECT_FALSE(own.isNull());
     EXPECT_EQ(own, render(stage.style.baseStyle()->standardIcon(QStyle::SP_MessageBoxWarning)));
+}
+
+void drawArrow(const QStyle& style, QStyle::PrimitiveElement element, const QPalette& palette,
+               QPainter& painter) {
+    QStyleOption option;
+    option.rect = QRect(0, 0, 16, 16);
+    option.palette = palette;
+    style.drawPrimitive(element, &option, &painter);
+}
+
+TEST(IconStyle, ArrowsPointTheirWayInTheColourOfTheButton) {
+    const Stage stage;
+    const QPalette palette = widgetPalette(paletteFor(QStringLiteral("Dark")));
+    const std::pair<QStyle::PrimitiveElement, QPoint> arrows[] = {{QStyle::PE_IndicatorArrowDown, {0, 1}},
+                                                                  {QStyle::PE_IndicatorArrowLeft, {-1, 0}},
+                                                                  {QStyle::PE_IndicatorArrowUp, {0, -1}},
+                                                                  {QStyle::PE_IndicatorArrowRight, {1, 0}}};
+    for (const auto& [element, direction] : arrows) {
+        QImage image(16, 16, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        drawArrow(stage.style, element, palette, painter);
+        painter.end();
+        // Less ink on the side of the tip.
+        int ahead = 0;
+        int behind = 0;
+        for (int y = 0; y < 16; ++y) {
+            for (int x = 0; x < 16; ++x) {
+                const int along = (2 * x - 15) * direction.x() + (2 * y - 15) * direction.y();
+                (along > 0 ? ahead : behind) += qAlpha(image.pixel(x, y));
+            }
+        }
+        EXPECT_GT(ahead, 0) << element;
+        EXPECT_GT(behind, ahead * 3 / 2) << element;
+        EXPECT_EQ(inkOf(image), palette.color(QPalette::ButtonText).rgb()) << element;
+    }
+}
+
+TEST(IconStyle, ArrowsOfAnyPaletteLeaveNothingInMemory) {
+    const Stage stage;
+    QImage image(16, 16, QImage::Format_ARGB32_Premultiplied);
+    QPainter painter(&image);
+    // What the arrows of so many buttons leave behind once their pictures are given up, in KiB.
+    const auto leftBy = [&painter](const QStyle& style) {
+        const double before = bench::allocatedMebibytes();
+        for (int i = 0; i < 4000; ++i) {
+            QPalette own;
+            own.setColor(QPalette::Shadow, QColor::fromRgb(static_cast<QRgb>(i)));
+            drawArrow(style, QStyle::PE_IndicatorArrowDown, own, painter);
+        }
+        const int limit = QPixmapCache::cacheLimit();
+        QPixmapCache::setCacheLimit(0);
+        QPixmapCache::setCacheLimit(limit);
+        return (bench::allocatedMebibytes() - before) * 1024.0;
+    };
+    leftBy(stage.style);
+    EXPECT_LT(leftBy(stage.style), 40.0);
+    EXPECT_GT(leftBy(*stage.style.baseStyle()), 400.0) << "the control";
 }
 
 } // namespace

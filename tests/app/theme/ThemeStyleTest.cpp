@@ -3,8 +3,10 @@
 #include "BarChartWidget.h"
 #include "MeasurementToolbar.h"
 
+#include <QAbstractItemDelegate>
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFile>
 #include <QImage>
 #include <QLabel>
@@ -298,6 +300,24 @@ TEST(ThemeStyle, TheButtonToWhatAToolBarHasNoRoomForIsToBeSeen) {
         ASSERT_TRUE(more->isVisible());
         EXPECT_GT(contrastIn(bar, more->geometry().adjusted(2, 2, -2, -2)), 90) << name;
     }
+}
+
+TEST(ThemeStyle, AComboBoxKeepsOneDelegateHoweverOftenTheThemeChanges) {
+    const ScopedLook look;
+    QComboBox box;
+    box.addItems({QStringLiteral("A"), QStringLiteral("B")});
+    box.show();
+    for (int round = 0; round < 3; ++round) {
+        for (const char* name : kThemeNames) {
+            applyThemeStyle(theme(name));
+            QCoreApplication::processEvents();
+        }
+    }
+    const auto delegates = box.findChildren<QAbstractItemDelegate*>();
+    EXPECT_EQ(delegates, QList<QAbstractItemDelegate*>{box.itemDelegate()});
+    box.showPopup(); // paints with it
+    QCoreApplication::processEvents();
+    box.hidePopup();
 }
 
 TEST(ThemeStyle, TheMarkIsALargeSquarePicture) {
