@@ -63,6 +63,7 @@ public:
     explicit Comparison(const QString& truthPath) : truth(truthPath) {}
 
     bool hasTruth() const { return truth.isOpen(); }
+    bool hasBegun() const { return begun; }
 
     // Empty, or what is wrong.
     QString take(const TimeTag& tag) {
@@ -133,10 +134,16 @@ private:
 
 } // namespace
 
-CheckedRecording checkRecording(const QStringList& parts, const QString& truth) {
+CheckedRecording checkRecording(const QStringList& parts, const QString& truth, quint64 recorded) {
     Comparison comparison(truth);
+    const auto result = [&comparison](const QString& problem) {
+        return CheckedRecording{comparison.tags(), comparison.hasBegun(), problem};
+    };
     if (!comparison.hasTruth()) {
-        return {0, QStringLiteral("cannot read %1").arg(truth)};
+        return result(QStringLiteral("cannot read %1").arg(truth));
+    }
+    if (parts.isEmpty()) {
+        return result(QStringLiteral("there is no file"));
     }
     timing::StreamFileReader reader;
     try {
@@ -146,18 +153,21 @@ CheckedRecording checkRecording(const QStringList& parts, const QString& truth) 
                 for (const TimeTag& tag : tags) {
                     const QString problem = comparison.take(tag);
                     if (!problem.isEmpty()) {
-                        return {comparison.tags(), QStringLiteral("%1: %2").arg(part, problem)};
+                        return result(QStringLiteral("%1: %2").arg(part, problem));
                     }
                 }
             }
-            for (const std::string& fault : qornts::faultsOf(part.toStdString())) {
-                return {comparison.tags(), QStringLiteral("%1: %2").arg(part, QString::fromStdString(fault))};
+            for (const std::string& fault : qornts::verificationOf(part.toStdString()).faults) {
+                return result(QStringLiteral("%1: %2").arg(part, QString::fromStdString(fault)));
             }
         }
     } catch (const std::exception& error) {
-        return {comparison.tags(), QString::fromStdString(error.what())};
+        return result(QString::fromStdString(error.what()));
     }
-    return {comparison.tags(), {}};
+    if (comparison.tags() != recorded) {
+        return result(QStringLiteral("%1 tags, but %2 were recorded").arg(comparison.tags()).arg(recorded));
+    }
+    return result({});
 }
 
 } // namespace qorn::soak

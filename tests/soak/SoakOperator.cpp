@@ -6,7 +6,6 @@
 #include "ExperimentTab.h"
 #include "MeasurementScheduler.h"
 #include "MeasurementToolbar.h"
-#include "RecordingCheck.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -57,7 +56,7 @@ const SoakOperator::Deed SoakOperator::kDeeds[] = {
     {"reset", 4, &SoakOperator::reset},
     {"record", 8, &SoakOperator::record},
     {"toggle a log", 5, &SoakOperator::toggleLog},
-    {"change the theme", 2, &SoakOperator::changeTheme},
+    {"change the theme", 1, &SoakOperator::changeTheme},
     {"detach a tab", 2, &SoakOperator::detachTab},
     {"reattach", 2, &SoakOperator::reattachTabs},
     {"split view", 2, &SoakOperator::splitTab},
@@ -73,6 +72,7 @@ SoakOperator::SoakOperator(SoakWatch& watched, QString truthFile, std::uint64_t 
     connect(&stepTimer, &QTimer::timeout, this, &SoakOperator::step);
     connect(&window.deviceController(), &DeviceController::captureStopped, this,
             &SoakOperator::onCaptureStopped);
+    connect(&window.deviceController(), &DeviceController::tagFlowChanged, this, &SoakOperator::onTagFlow);
     stepTimer.setSingleShot(true);
 }
 
@@ -95,17 +95,17 @@ void SoakOperator::step() {
     if (!checking) {
         joinCheck();
     }
-    if (!recordingFolder.isEmpty() && now > captureLimit) {
-        window.measurementScheduler().forgetAll();
-        window.deviceController().stopCapture();
-    } else if (now >= nextRest || now >= length) {
+    if (now >= nextRest || now >= length) {
         nextRest = now + kRestEverySeconds;
         rest();
         if (now >= length) {
-            watch.judgeMemory();
+            judge();
             Q_EMIT finished();
             return;
         }
+    } else if (!recordingFolder.isEmpty() && now > captureLimit) {
+        window.measurementScheduler().forgetAll();
+        window.deviceController().stopCapture();
     } else {
         int total = 0;
         for (const Deed& deed : kDeeds) {
@@ -123,25 +123,37 @@ void SoakOperator::step() {
     stepTimer.start(kLeastPauseMs + below(kMostPauseMs - kLeastPauseMs));
 }
 
+bool SoakOperator::isQuiet() {
+    return !window.deviceController().isCapturing() && recordingFolder.isEmpty() && !checking;
+}
+
 // All is closed and let go, so that what is left over shows.
 void SoakOperator::rest() {
     visitors.allGo();
     DeviceController& controller = window.deviceController();
     window.measurementScheduler().forgetAll();
     controller.stopCapture();
-    if (!waitFor([&] { return !controller.isCapturing(); })) {
-        watch.complain(QStringLiteral("a measurement does not end"));
+    if (!waitFor([this] { return isQuiet(); })) {
+        watch.complain(QStringLiteral("a measurement does not end, or the check of its recording"));
+        recordingFolder.clear();
     }
-    waitFor([&] { return !checking; });
     joinCheck();
     window.closeAllExperiments();
     answerBoxes();
     QCoreApplication::processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    if (!controller.hasDevice()) {
-        reconnect();
-    }
+    QString message;
+    controller.setRelayServerEnabled(false, 0, 0, &message); // it keeps memory for batches to come
+    controller.close(); // as the simulated instrument does for its pulses
     watch.rest(static_cast<double>(clock.elapsed()) / 1000.0);
+    reconnect();
+}
+
+void SoakOperator::judge() {
+    watch.judgeMemory();
+    if (comparedRecordings == 0) {
+        watch.complain(QStringLiteral("no recording was compared"));
+    }
 }
 
 // The faults that the plan injects are told in boxes.
@@ -232,6 +244,9 @@ void SoakOperator::record() {
                                         {QStringLiteral("directory"), recordingFolder},
                                         {QStringLiteral("rotateSeconds"), rotates ? kRotateSeconds : 0}}}});
     press(tab, kPlay);
+    if (!controller.isCapturing()) { // refused, as a box has told
+        recordingFolder.clear();
+    }
     // The next ones do not record by themselves.
     tab->loadSharedConfig(
         {{QStringLiteral("timeTagRecording"), QJsonObject{{QStringLiteral("enabled"), false}}}});
@@ -254,15 +269,14 @@ void SoakOperator::onCaptureStopped() {
 void SoakOperator::checkRecording() {
     joinCheck();
     checking = true;
-    check = std::thread([this, place = recordingFolder] {
+    const quint64 arrived = lastFlow.source.received - lastFlow.source.dropped;
+    check = std::thread([this, arrived, place = recordingFolder] {
         QStringList parts;
         const QDir dir(place);
         for (const QString& name : dir.entryList({QStringLiteral("*.qornts")}, QDir::Files, QDir::Name)) {
             parts.append(dir.filePath(name));
         }
-        const CheckedRecording result = soak::checkRecording(parts, truth);
-        checkTags = result.tags;
-        checkProblem = result.problem;
+        checked = soak::checkRecording(parts, truth, arrived);
         QDir(place).removeRecursively();
         checking = false;
     });
@@ -274,10 +288,14 @@ void SoakOperator::joinCheck() {
         return;
     }
     check.join();
-    ++checkedRecordings;
-    checkedTags += checkTags;
-    if (!checkProblem.isEmpty()) {
-        watch.complain(QStringLiteral("recording %1: %2").arg(recordingNumber).arg(checkProblem));
+    if (checked.compared) {
+        ++comparedRecordings;
+        comparedTags += checked.tags;
+    } else {
+        ++shortRecordings;
+    }
+    if (!checked.problem.isEmpty()) {
+        watch.complain(QStringLiteral("recording %1: %2").arg(recordingNumber).arg(checked.problem));
     }
 }
 
@@ -375,9 +393,10 @@ QJsonObject SoakOperator::report() const {
     }
     return {{QStringLiteral("deeds"), done},
             {QStringLiteral("fault_boxes"), boxes},
-            {QStringLiteral("recordings_checked"), checkedRecordings},
+            {QStringLiteral("recordings_compared"), comparedRecordings},
+            {QStringLiteral("recordings_too_short_to_compare"), shortRecordings},
             {QStringLiteral("recordings_unchecked"), uncheckedRecordings},
-            {QStringLiteral("recorded_tags_compared"), static_cast<qint64>(checkedTags)},
+            {QStringLiteral("recorded_tags_compared"), static_cast<qint64>(comparedTags)},
             {QStringLiteral("relayed_tags"), static_cast<qint64>(visitors.tags())}};
 }
 

@@ -5,8 +5,10 @@
 #pragma once
 
 #include "MainWindow.h"
+#include "RecordingCheck.h"
 #include "RelayVisitors.h"
 #include "SoakWatch.h"
+#include "UiTagFlow.h"
 
 #include <QElapsedTimer>
 #include <QJsonObject>
@@ -30,7 +32,8 @@ public:
     SoakOperator(SoakWatch& watch, QString truthFile, std::uint64_t seed);
     ~SoakOperator() override;
 
-    // Works for so many seconds, then emits finished().
+    // Works for so many seconds, then emits finished(). A run in which no recording was compared is a
+    // complaint.
     void work(double seconds);
 
     QJsonObject report() const;
@@ -48,6 +51,7 @@ private:
 
     void step();
     void rest();
+    void judge();
     void answerBoxes();
 
     void openTab();
@@ -69,7 +73,9 @@ private:
     void pollClock();
     void reconnect();
 
+    void onTagFlow(const timetagger::gui::UiTagFlow& flow) { lastFlow = flow; }
     void onCaptureStopped();
+    bool isQuiet();
     void checkRecording();
     void joinCheck();
 
@@ -88,17 +94,17 @@ private:
     double length = 0.0;
     double nextRest = 0.0;
     double captureLimit = 0.0; // when a recording is ended at the latest
-    bool resting = false;
 
     QString recordingFolder; // of the capture that runs, empty without a recording
     int recordingNumber = 0;
     std::thread check;
     std::atomic<bool> checking = false;
-    QString checkProblem; // written by the check, read after it has been joined
-    quint64 checkedTags = 0;
-    quint64 checkTags = 0;
-    int checkedRecordings = 0;
-    int uncheckedRecordings = 0;
+    CheckedRecording checked; // written by the check, read after it has been joined
+    timetagger::gui::UiTagFlow lastFlow;
+    quint64 comparedTags = 0;
+    int comparedRecordings = 0;
+    int shortRecordings = 0;     // too short to be found in the truth
+    int uncheckedRecordings = 0; // another stream had begun
 
     std::map<std::string, int> deeds;
     int boxes = 0;

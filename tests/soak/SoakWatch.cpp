@@ -27,6 +27,13 @@ constexpr bool sanitized() {
 #endif
 }
 
+// It has a bound of its own, and takes hours to reach it. QPixmapCache::clear would keep the keys for good.
+void emptyPixmapCache() {
+    const int limit = QPixmapCache::cacheLimit();
+    QPixmapCache::setCacheLimit(0);
+    QPixmapCache::setCacheLimit(limit);
+}
+
 } // namespace
 
 void SoakWatch::complain(const QString& text) {
@@ -48,8 +55,8 @@ void SoakWatch::rest(double seconds) {
         complain(QStringLiteral("at %1 s: an event waited %2 ms").arg(seconds).arg(most));
     }
     probe.clear();
-    QPixmapCache::clear(); // it has a bound of its own, and takes hours to reach it
-    malloc_trim(0);        // what is held now is in use
+    emptyPixmapCache();
+    malloc_trim(0); // what is held now is in use
     const double resident = bench::residentMebibytes();
     std::fprintf(stderr,
                  "%6.0f s: %.1f MiB resident, %.1f allocated; events waited %.1f ms (99 %%), %.0f at most\n",

@@ -40,15 +40,22 @@ int main(int argc, char** argv) {
                                         QStringLiteral("tags/s"), QStringLiteral("200000"));
     parser.addOptions({secondsOption, seedOption, rateOption});
     parser.process(application);
-    const double seconds = parser.value(secondsOption).toDouble();
-    const std::uint64_t seed = parser.value(seedOption).toULongLong();
+    bool isSeconds = false;
+    bool isSeed = false;
+    bool isRate = false;
+    const double seconds = parser.value(secondsOption).toDouble(&isSeconds);
+    const std::uint64_t seed = parser.value(seedOption).toULongLong(&isSeed);
+    const double rate = parser.value(rateOption).toDouble(&isRate);
+    if (!isSeconds || !isSeed || !isRate || !(seconds > 0.0) || !(rate > 0.0)) {
+        std::fprintf(stderr, "%s\n", qPrintable(parser.helpText()));
+        return 1;
+    }
 
     std::mt19937_64 random(seed);
     const QString truth = home.filePath(QStringLiteral("truth"));
     QFile scene(home.filePath(QStringLiteral("scene.json")));
     const auto faults = static_cast<int>(seconds / 60.0 * kFaultsPerMinute);
-    if (!scene.open(QIODevice::WriteOnly) ||
-        scene.write(soak::soakScene(parser.value(rateOption).toDouble(), truth, faults, random)) <= 0) {
+    if (!scene.open(QIODevice::WriteOnly) || scene.write(soak::soakScene(rate, truth, faults, random)) <= 0) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(scene.fileName()));
         return 1;
     }
