@@ -211,14 +211,28 @@ SourceSpec readSource(const SceneNode& node) {
     }
     source.amplitudeV = members.number("amplitude_v", source.amplitudeV, 0, 10);
     members.finish();
-    const SourceLoad load = loadOf(source);
-    if (load.pulsesPerSecond > kMostPulsesPerSecond) {
-        node.refuse("makes more pulses than can be played: at most 1e9 per second");
-    }
-    if (load.heldPulses > kMostHeldPulses) {
-        node.refuse("spreads its pulses so widely that more than 1e7 of them would have to be held at once");
-    }
     return source;
+}
+
+// The source with which its unit would ask too much is the one that is refused.
+std::vector<SourceSpec> readSources(const SceneNode& node) {
+    std::vector<SourceSpec> sources;
+    SourceLoad total;
+    for (const SceneNode& element : node.array()) {
+        total += loadOf(sources.emplace_back(readSource(element)));
+        const std::string together = sources.size() > 1 ? ", with the sources before it," : "";
+        if (total.pulsesPerSecond > kMostPulsesPerSecond) {
+            element.refuse("makes" + together + " more pulses than can be played: at most 1e9 per second");
+        }
+        if (total.heldPulses > kMostHeldPulses) {
+            element.refuse("spreads its pulses so widely that" + together +
+                           " more than 1e7 of them would have to be held at once");
+        }
+    }
+    if (sources.size() > kMostSources) {
+        node.refuse("must hold at most 1000 sources");
+    }
+    return sources;
 }
 
 ReferenceSpec readReference(const SceneNode& node) {
@@ -326,7 +340,9 @@ UnitSpec readUnit(const SceneNode& node, std::size_t index) {
     UnitSpec unit;
     unit.serial = readSerial(members, index);
     unit.seed = members.whole<std::uint64_t>("seed", index + 1, 0, 9007199254740992.0);
-    members.each("sources", [&](const SceneNode& source) { unit.sources.push_back(readSource(source)); });
+    if (const SceneNode* sources = members.find("sources")) {
+        unit.sources = readSources(*sources);
+    }
     unit.tdlJitterPs = members.number("tdl_jitter_ps", unit.tdlJitterPs, 0, 1000);
     unit.startCoarse = members.whole("start_coarse", unit.startCoarse, 0, 4294967295.0);
     unit.bufferBytes = members.whole("buffer_bytes", unit.bufferBytes, 64, 1e9);

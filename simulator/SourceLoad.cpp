@@ -38,6 +38,12 @@ struct Estimate {
 
 } // namespace
 
+SourceLoad& SourceLoad::operator+=(const SourceLoad& more) {
+    pulsesPerSecond += more.pulsesPerSecond;
+    heldPulses += more.heldPulses;
+    return *this;
+}
+
 SourceLoad loadOf(const SourceSpec& source) {
     return std::visit(Estimate{}, source.kind);
 }

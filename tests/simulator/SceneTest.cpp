@@ -22,9 +22,18 @@ std::string refusalOf(const std::string& json) {
     return "none";
 }
 
+// A unit with so many of the same source, each on a line of its own from the second on.
+std::string sourcesScene(int count, const std::string& source) {
+    std::string sources;
+    for (int i = 0; i < count; ++i) {
+        sources += (i == 0 ? "\n" : ",\n") + source;
+    }
+    return "{\"units\": [{\"sources\": [" + sources + "]}]}";
+}
+
 struct BadScene {
     const char* name;
-    const char* json;
+    std::string json;
     const char* refusal; // how it begins
 };
 
@@ -83,6 +92,17 @@ INSTANTIATE_TEST_SUITE_P(
             "{\"units\": [{\"sources\": [\n{\"kind\": \"periodic\", \"input\": 1, \"frequency_hz\": 1e8, "
             "\"jitter_ps\": 1e12}]}]}",
             "line 2, key \"units[0].sources[0]\": spreads its pulses so widely"},
+        BadScene{
+            "SourcesOfTooManyPulsesTogether",
+            sourcesScene(7, R"({"kind": "poisson", "input": 1, "rate_hz": 1.5e8})"),
+            "line 8, key \"units[0].sources[6]\": makes, with the sources before it, more pulses than can "
+            "be played: at most 1e9 per second"},
+        BadScene{"SourcesThatFillTheMemoryTogether",
+                 sourcesScene(6, R"({"kind": "pairs", "inputs": [1, 2], "rate_hz": 1e6, "delay_ps": 1e12})"),
+                 "line 7, key \"units[0].sources[5]\": spreads its pulses so widely that, with the sources "
+                 "before it, more than 1e7"},
+        BadScene{"TooManySources", sourcesScene(1001, R"({"kind": "poisson", "input": 1, "rate_hz": 1})"),
+                 "line 1, key \"units[0].sources\": must hold at most 1000 sources"},
         BadScene{"SourceOfInputFive",
                  "{\"units\": [{\"sources\": [{\"kind\": \"poisson\",\n\"input\": 5}]}]}",
                  "line 2, key \"units[0].sources[0].input\": must be from 1 to 4"},
