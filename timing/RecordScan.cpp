@@ -14,6 +14,11 @@ namespace {
 constexpr std::uint64_t kBlockRecords = 4096; // a sum of 16 bits per channel holds them
 static_assert(kBlockRecords < 65536);
 
+bool isTime(Wide time) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    return time >= Limits::min() && time <= Limits::max();
+}
+
 } // namespace
 
 void RecordTimeline::expect(const RecordTime& time) {
@@ -50,12 +55,11 @@ RecordTimeline::Placed RecordTimeline::at(std::uint64_t record, std::int64_t wra
     Placed placed{static_cast<std::int64_t>(guessed), 0, false};
     for (; !places.empty() && places.front().record == record; places.pop_front()) {
         const Place& place = places.front();
-        if (!place.time_ps) {
-            const Wide time = guessed + Wide{place.periods} * kCoarseWrapPs;
-            placed = {static_cast<std::int64_t>(time), place.periods, true};
-        } else if (const Wide apart = *place.time_ps - guessed; apart % kCoarseWrapPs == 0) {
+        const Wide told =
+            place.time_ps ? Wide{*place.time_ps} : guessed + Wide{place.periods} * kCoarseWrapPs;
+        if (const Wide apart = told - guessed; isTime(told) && apart % kCoarseWrapPs == 0) {
             const auto periods = static_cast<std::int64_t>(apart / kCoarseWrapPs);
-            placed = {*place.time_ps, periods, placed.moved || place.moves || periods != 0};
+            placed = {static_cast<std::int64_t>(told), periods, placed.moved || place.moves || periods != 0};
         } else {
             ++misfitCount;
             firstMisfit = firstMisfit.value_or(record);

@@ -19,7 +19,7 @@ namespace qorn::timing {
 class RecordTimeline {
 public:
     // Places that put it right, in ascending order and ahead of what was read. A time that does not agree
-    // with its record's word is a misfit and changes nothing.
+    // with its record's word, or does not fit 64 bits, is a misfit and changes nothing.
     void expect(const RecordTime& time);              // where the words alone go wrong
     void expect(const RecordSilence& silence);        // such a place, as a companion tells of it
     void expect(const RecordCheckpoint& checkpoint);  // where they are right, when all silences are known

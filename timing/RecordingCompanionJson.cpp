@@ -2,7 +2,9 @@
 #include "BoundedJson.h"
 #include "Crc32.h"
 #include "RecordingCompanionFile.h"
+#include "WideInteger.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -22,7 +24,8 @@ constexpr std::string_view kCrcKey = ",\n\"crc32\":\"";
 constexpr std::string_view kEnding = "\"}\n";
 constexpr std::size_t kCrcDigits = 8;
 constexpr std::uint64_t kMostRecords = std::uint64_t{1} << 53; // which readers of JSON keep exact
-constexpr std::int64_t kMostPeriods = 2'000'000;               // more do not fit 64 bits of ps
+constexpr auto kMostPeriods =
+    static_cast<std::int64_t>((Wide{1} << 64) / kCoarseWrapPs + 1); // of 64 bits of ps
 constexpr std::uint64_t kMostHeadBytes = 0x1'0000'0000 + 12;
 
 std::uint32_t crcOf(std::string_view text) {
@@ -235,6 +238,45 @@ std::vector<RecordSilence> silences(const Json& value, std::uint64_t records) {
     return all;
 }
 
+// Where the latest time of the stream can be: it grows by half a period per record at most, falls only at
+// silences, and is known at checkpoints.
+struct TimeReach {
+    Wide least = 0;
+    Wide most = 0;
+
+    void moveTo(const RecordCheckpoint& checkpoint) {
+        least = checkpoint.time_ps;
+        most = least + kHalfCoarseWrapPs;
+    }
+    void pass(std::uint64_t records) { most += Wide{records} * kHalfCoarseWrapPs; }
+    // False when no record behind the silence has a time of 64 bits.
+    bool move(const RecordSilence& silence) {
+        using Limits = std::numeric_limits<std::int64_t>;
+        const Wide step = Wide{silence.periods} * kCoarseWrapPs;
+        least = std::max<Wide>(least + step - kHalfCoarseWrapPs, Limits::min());
+        most = std::min<Wide>(most + step, Limits::max());
+        return least <= most;
+    }
+};
+
+void checkTimes(const RecordingCompanion& companion) {
+    TimeReach reach;
+    std::uint64_t record = 0;
+    auto checkpoint = companion.checkpoints.begin();
+    for (const RecordSilence& silence : companion.silences) {
+        for (; checkpoint != companion.checkpoints.end() && checkpoint->record < silence.record;
+             ++checkpoint) {
+            reach.moveTo(*checkpoint);
+            record = checkpoint->record;
+        }
+        reach.pass(silence.record - record);
+        record = silence.record;
+        if (!reach.move(silence)) {
+            fail("silences", "leads to times that do not fit 64 bits of ps");
+        }
+    }
+}
+
 std::vector<RecordingLoss> losses(const Json& value, std::uint64_t records) {
     constexpr const char* kKey = "losses";
     std::vector<RecordingLoss> all;
@@ -350,6 +392,7 @@ RecordingCompanion companion_from_json(std::string_view json) {
     companion.checkpoints = checkpoints(from.member("checkpoints"), companion.records);
     companion.tail_crc = crc(from.member("tail_crc32"), "tail_crc32");
     companion.silences = silences(from.member("silences"), companion.records);
+    checkTimes(companion);
     companion.silences_untold = from.count("silences_untold");
     companion.losses = losses(from.member("losses"), companion.records);
     return companion;

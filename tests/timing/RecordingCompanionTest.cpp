@@ -30,7 +30,7 @@ RecordingCompanion sample() {
     companion.last_time_ps = kLatest;
     companion.checkpoints = {{0, kEarliest, 0}, {65536, -1, 0xFFFFFFFF}, {131072, kLatest, 0xA}};
     companion.tail_crc = 0x89ABCDEF;
-    companion.silences = {{1, 4}, {2, -2}, {70'000, 0}, {199'999, 1'290'000}};
+    companion.silences = {{1, 4}, {2, -2}, {70'000, 0}, {199'999, -1'288'000}};
     companion.silences_untold = 3;
     companion.losses = {{0, std::nullopt, "driver", 5}, {200'000, kLatest, "reader \"x\"", 1}};
     return companion;
@@ -78,7 +78,7 @@ TEST(CompanionText, IsAsTheFormatSays) {
           "\"ended\":\"error\",\n", "\"records\":200000,\n", "\"tags_per_channel\":[100000,99999,0,1],\n",
           "\"first_time_ps\":\"-9223372036854775808\",\n", "\"last_time_ps\":\"9223372036854775807\",\n",
           "\"checkpoints\":[[0,\"-9223372036854775808\",\"00000000\"],[65536,\"-1\",\"ffffffff\"],",
-          "\"silences\":[1,4,1,-2,69998,0,129999,1290000],\n",
+          "\"silences\":[1,4,1,-2,69998,0,129999,-1288000],\n",
           "\"losses\":[[0,null,\"driver\",5],[200000,\"9223372036854775807\",\"reader \\\"x\\\"\",1]],\n"}) {
         EXPECT_NE(json.find(line), std::string::npos) << line << " is not in\n" << json;
     }
@@ -165,6 +165,46 @@ TEST(CompanionText, ThatSaysWhatCannotBeIsRefused) {
     }
 }
 
+// A companion of records at time 0 but for these silences.
+RecordingCompanion withSilences(std::vector<RecordSilence> silences) {
+    RecordingCompanion companion;
+    companion.records = 100;
+    companion.tags_of_channel = {100, 0, 0, 0};
+    companion.first_time_ps = 0;
+    companion.last_time_ps = 0;
+    companion.checkpoints = {{0, 0, 0}, {50, 0, 0}};
+    companion.silences = std::move(silences);
+    return companion;
+}
+
+TEST(CompanionText, HoldsSilencesUpTo64BitsOfTime) {
+    constexpr std::int64_t kMost = 644'309; // a half period less may have been left of the time before
+    const std::vector<RecordSilence> fine[] = {
+        {{1, kMost}},
+        {{49, -kMost}},
+        {{1, kMost}, {51, kMost}}, // the checkpoint is between them
+        {{1, 300'000}, {2, -600'000}, {3, 900'000}},
+        {{1, kMost / 2}, {2, kMost / 2}},
+        {{1, kMost}, {2, -2 * kMost}, {3, 2 * kMost}},
+    };
+    for (const auto& silences : fine) {
+        const std::string json = companion_to_json(withSilences(silences));
+        EXPECT_EQ(faultOf(json), "") << json;
+    }
+    const std::vector<RecordSilence> beyond[] = {
+        {{1, kMost + 2}},
+        {{1, -kMost - 30}},
+        {{1, kMost / 2 + 2}, {2, kMost / 2 + 2}},
+        {{1, 1'300'000}},
+        {{51, 600'000}, {52, 600'000}, {53, -1'000'000}},
+        {{1, -600'000}, {2, -600'000}, {99, 1'000'000}},
+    };
+    for (const auto& silences : beyond) {
+        const std::string json = companion_to_json(withSilences(silences));
+        EXPECT_NE(faultOf(json).find("silences"), std::string::npos) << json;
+    }
+}
+
 TEST(CompanionText, MayHoldKeysOfLaterVersions) {
     EXPECT_EQ(companion_from_json(replaced(companion_to_json(sample()), "\"schema_version\":1",
                                            "\"schema_version\":1,\"more\":{\"of\":[[[1]]]}")),
@@ -202,6 +242,24 @@ TEST_F(CompanionFile, StandsBesideTheStreamFile) {
         << "nothing else is left";
 }
 
+TEST_F(CompanionFile, HasRoomKeptForTheNextOneUntilThatIsGivenBack) {
+    const std::filesystem::path part = path.string() + ".part";
+    ASSERT_EQ(write_companion(stream, sample(), CompanionRoom::Keep), std::nullopt);
+    EXPECT_EQ(read_companion(stream), sample());
+    struct stat kept {};
+    ASSERT_EQ(::stat(part.c_str(), &kept), 0);
+    EXPECT_GT(static_cast<std::size_t>(kept.st_blocks) * 512, std::filesystem::file_size(path));
+    ASSERT_EQ(write_companion(stream, {}, CompanionRoom::Keep), std::nullopt) << "of another size";
+    EXPECT_EQ(read_companion(stream), RecordingCompanion{});
+    EXPECT_TRUE(std::filesystem::exists(part));
+    ASSERT_EQ(write_companion(stream, sample()), std::nullopt);
+    EXPECT_EQ(read_companion(stream), sample());
+    EXPECT_FALSE(std::filesystem::exists(part));
+    ASSERT_EQ(write_companion(stream, sample(), CompanionRoom::Keep), std::nullopt);
+    give_back_companion_room(stream);
+    EXPECT_FALSE(std::filesystem::exists(part));
+}
+
 TEST_F(CompanionFile, ThatCannotBeWrittenLeavesTheEarlierOne) {
     ASSERT_EQ(write_companion(stream, sample()), std::nullopt);
     std::filesystem::create_directory(path.string() + ".part");
@@ -235,8 +293,12 @@ TEST_F(CompanionFile, AtItsLargestIsReadStill) {
         companion.checkpoints.push_back({number << 40, kEarliest, 0xFFFFFFFF});
     }
     companion.silences.clear();
+    bool late = true;
     for (std::uint64_t number = 1; number <= RecordingCompanion::kMostSilences; ++number) {
-        companion.silences.push_back({number * 10'000'000'000, -1'290'000});
+        constexpr std::uint64_t kStep = 10'000'000'000;
+        const bool isFirst = number * kStep >> 40 != (number - 1) * kStep >> 40; // behind a checkpoint
+        late = isFirst || !late;
+        companion.silences.push_back({number * kStep, late ? 1'288'000 : -1'288'000});
     }
     companion.losses.assign(RecordingCompanion::kMostLosses,
                             {0, kEarliest, std::string(RecordingCompanion::kMostStageBytes, '"'), 1});

@@ -126,6 +126,25 @@ TEST_F(Exports, ARecordingIsNeverItsOwnOutput) {
     EXPECT_EQ(readBytes(run), before);
 }
 
+TEST_F(Exports, ACompanionIsNeverTheOutput) {
+    const std::string companion = run + ".json";
+    const std::string link = folder.file("link.json");
+    std::filesystem::create_symlink(companion, link);
+    for (const bool there : {false, true}) {
+        if (there) {
+            testing::writeBytes(companion, Bytes{1, 2, 3});
+            testing::writeBytes(companion + ".part", Bytes{4});
+        }
+        EXPECT_EQ(failureOf(companion, true), companion + ": the output would replace it");
+        EXPECT_EQ(failureOf(companion + ".part", true), companion + ".part: the output would replace it");
+        EXPECT_EQ(failureOf(folder.file("./run.qornts.json"), true),
+                  companion + ": the output would replace it");
+    }
+    EXPECT_EQ(failureOf(link, true), companion + ": the output would replace it");
+    EXPECT_EQ(readBytes(companion), (Bytes{1, 2, 3}));
+    EXPECT_EQ(readBytes(companion + ".part"), Bytes{4});
+}
+
 TEST_F(Exports, AnotherExportsPartIsLeftAlone) {
     testing::writeBytes(out + ".part", Bytes{1, 2, 3});
     EXPECT_EQ(failureOf(out), out + ".part: File exists");

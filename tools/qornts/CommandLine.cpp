@@ -133,7 +133,8 @@ std::string helpText() {
 
   qornts recover FILE
       Makes the companion of a recording anew whose program died. Bytes of a record that is cut off
-      go to FILE.cut; nothing else of the file changes.
+      go to FILE.cut; nothing else of the file changes. Records that the companion tells of and the
+      file does not have count as lost; the earlier companion is then FILE.json.old.
 
 For info and export several files are the parts of one recording, in order. Their times are absolute
 where each has a companion that fits.

@@ -2,8 +2,8 @@
 
 #include "Crc32.h"
 #include "Error.h"
-#include "FileDescriptor.h"
 #include "RecordingCompanionFile.h"
+#include "RegularFile.h"
 #include "StreamFileReader.h"
 #include "TagWords.h"
 
@@ -35,16 +35,30 @@ StreamFileFacts streamFileFacts(const fs::path& path) {
     }
     StreamFileFacts facts{{}, reader.header(), reader.payload_bytes()};
     facts.head.resize(reader.head_bytes());
-    const timing::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file.is_open() || file.read(facts.head) != static_cast<std::ptrdiff_t>(facts.head.size())) {
-        throw std::runtime_error(path.string() + ": " + std::strerror(errno));
+    const std::ptrdiff_t count = openRegularFile(path, O_RDONLY).read(facts.head);
+    if (count < 0) {
+        failAt(path);
+    }
+    if (count != static_cast<std::ptrdiff_t>(facts.head.size())) {
+        throw std::runtime_error(path.string() + ": became shorter while it was read");
     }
     return facts;
 }
 
 bool isBeingRecorded(const fs::path& path) {
-    const timing::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const timing::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     return file.is_open() && ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+void lockForRecovery(int descriptor, const fs::path& path) {
+    if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+        return;
+    }
+    if (errno == EWOULDBLOCK) {
+        throw std::runtime_error(path.string() + ": is being recorded, or recovered, just now");
+    }
+    throw std::runtime_error(path.string() + ": whether it is being recorded cannot be told here (" +
+                             std::strerror(errno) + "): recover a copy of the pair on another disk");
 }
 
 bool isOfFile(const timing::RecordingCompanion& companion, const StreamFileFacts& file) {
@@ -65,6 +79,27 @@ std::string misfit(const timing::RecordingCompanion& companion, const StreamFile
                std::to_string(there);
     }
     return {};
+}
+
+std::string untoldSilences(const timing::RecordingCompanion& companion) {
+    if (companion.silences_untold == 0) {
+        return {};
+    }
+    const std::uint64_t last = companion.silences.empty() ? 0 : companion.silences.back().record;
+    return "behind record " + std::to_string(last) +
+           " times are not known to the wrap: multiples of 14.3 s may be missing, for " +
+           counted(companion.silences_untold, "silence") + " more were than could be told";
+}
+
+std::vector<std::string> reservations(const timing::RecordingCompanion& companion) {
+    std::vector<std::string> all;
+    if (const std::uint64_t lost = companion.lost(); lost > 0) {
+        all.push_back(counted(lost, "tag") + (lost == 1 ? " was lost" : " were lost"));
+    }
+    if (std::string untold = untoldSilences(companion); !untold.empty()) {
+        all.push_back(std::move(untold));
+    }
+    return all;
 }
 
 CompanionSearch findCompanion(const fs::path& path) {

@@ -26,11 +26,21 @@ struct StreamFileFacts {
 // other records.
 StreamFileFacts streamFileFacts(const std::filesystem::path& path);
 
-// True when a program has the file open for recording now.
+// True when a program has the file open for recording now, or recovers it. False for what is no such file.
 bool isBeingRecorded(const std::filesystem::path& path);
+
+// Keeps others from recording or recovering the file that is open at `descriptor`, until that is closed.
+// Throws std::runtime_error when somebody does so, or when the system cannot tell.
+void lockForRecovery(int descriptor, const std::filesystem::path& path);
 
 // Whether the companion was made for a file with this head.
 bool isOfFile(const timing::RecordingCompanion& companion, const StreamFileFacts& file);
+
+// What a companion that fits does not tell, or tells of losses: parts of a sentence.
+std::vector<std::string> reservations(const timing::RecordingCompanion& companion);
+
+// The record behind which silences are not told, as a part of a sentence; empty when all are.
+std::string untoldSilences(const timing::RecordingCompanion& companion);
 
 // What keeps the companion from being one of this file, as the rest of a sentence that names the companion;
 // empty when nothing does. Says nothing about the records themselves.
@@ -43,7 +53,7 @@ struct CompanionSearch {
 
 CompanionSearch findCompanion(const std::filesystem::path& path);
 
-// "1 record", "2 records".
+// "1 record", "2 records"; for words that take an s.
 std::string counted(std::uint64_t count, const std::string& what);
 
 } // namespace qorn::qornts

@@ -4,6 +4,7 @@
 #include "NpyWriter.h"
 #include "OutputFile.h"
 #include "Progress.h"
+#include "RecordingCompanionFile.h"
 #include "Text.h"
 
 #include <memory>
@@ -15,13 +16,32 @@ namespace {
 
 namespace fs = std::filesystem;
 
+fs::path partOf(fs::path path) {
+    path += ".part";
+    return path;
+}
+
+// Whether both are names of one file, or would be if there were one.
+bool areSame(const fs::path& left, const fs::path& right) {
+    std::error_code none;
+    if (fs::equivalent(left, right, none)) {
+        return true;
+    }
+    const fs::path place = fs::weakly_canonical(left, none);
+    return !place.empty() && place == fs::weakly_canonical(right, none);
+}
+
+// The output is neither a recording nor what belongs to one.
 void refuseInput(const Command& command) {
-    fs::path part = command.output;
-    part += ".part";
+    const fs::path written[] = {command.output, partOf(command.output)};
     for (const fs::path& file : command.files) {
-        std::error_code none;
-        if (fs::equivalent(file, command.output, none) || fs::equivalent(file, part, none)) {
-            throw std::runtime_error(file.string() + ": the output would replace it");
+        const fs::path companion = timing::companion_path(file);
+        for (const fs::path& kept : {file, companion, partOf(companion)}) {
+            for (const fs::path& output : written) {
+                if (areSame(kept, output)) {
+                    throw std::runtime_error(kept.string() + ": the output would replace it");
+                }
+            }
         }
     }
 }

@@ -1,10 +1,9 @@
 #include "RecordReading.h"
 
+#include "RegularFile.h"
 #include "TagWords.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -18,10 +17,9 @@ constexpr std::size_t kBlockRecords = 32768;
 } // namespace
 
 RecordReading::RecordReading(const std::filesystem::path& path, std::uint64_t headBytes)
-    : file(path), descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
-      block(kBlockRecords * timing::kTagWordBytes) {
-    if (!descriptor.is_open() || ::lseek(descriptor.get(), static_cast<off_t>(headBytes), SEEK_SET) < 0) {
-        throw std::runtime_error(file.string() + ": " + std::strerror(errno));
+    : file(path), descriptor(openRegularFile(path, O_RDONLY)), block(kBlockRecords * timing::kTagWordBytes) {
+    if (::lseek(descriptor.get(), static_cast<off_t>(headBytes), SEEK_SET) < 0) {
+        failAt(file);
     }
 }
 
@@ -30,7 +28,7 @@ std::span<const std::uint8_t> RecordReading::next(std::uint64_t mostRecords) {
     const std::span<std::uint8_t> bytes = std::span(block).first(size);
     const std::ptrdiff_t count = descriptor.read(bytes);
     if (count < 0) {
-        throw std::runtime_error(file.string() + ": " + std::strerror(errno));
+        failAt(file);
     }
     if (static_cast<std::size_t>(count) < size) {
         throw std::runtime_error(file.string() + ": became shorter while it was read");

@@ -2,8 +2,14 @@
 
 #include "Companions.h"
 #include "RecordingCompanionFile.h"
+#include "StreamTimeAxis.h"
+#include "WideInteger.h"
 
+#include <map>
+#include <optional>
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace qorn::qornts {
 
@@ -20,8 +26,45 @@ RecordingParts::RecordingParts(std::vector<std::filesystem::path> parts) : files
                                    files[index - 1].string() + ": are the parts in order?");
         }
     }
+    warnOfSameFiles();
     if (check.has_tag_words()) {
         findCompanions();
+        warnOfTimes();
+    }
+}
+
+void RecordingParts::warnOfSameFiles() {
+    std::map<std::pair<dev_t, ino_t>, std::string> seen;
+    for (const std::filesystem::path& file : files) {
+        struct stat status {};
+        if (::stat(file.c_str(), &status) != 0) {
+            continue; // gone since: its reading will tell
+        }
+        const auto [place, isNew] = seen.emplace(std::pair(status.st_dev, status.st_ino), file.string());
+        if (!isNew) {
+            partWarnings.push_back(file.string() + " is the same file as " + place->second +
+                                   ": its tags are there twice");
+        }
+    }
+}
+
+void RecordingParts::warnOfTimes() {
+    std::optional<std::size_t> earlier; // the last part with records
+    for (std::size_t index = 0; index < partCompanions.size(); ++index) {
+        const timing::RecordingCompanion& companion = partCompanions[index];
+        if (const std::string untold = untoldSilences(companion); !untold.empty()) {
+            partWarnings.push_back(files[index].string() + ": " + untold);
+        }
+        if (!companion.first_time_ps) {
+            continue;
+        }
+        // Tags of different inputs may overtake each other by less than that.
+        if (earlier && timing::Wide{*companion.first_time_ps} + timing::StreamTimeAxis::kDoubtfulStepPs <
+                           *partCompanions[*earlier].last_time_ps) {
+            partWarnings.push_back(files[index].string() + " begins before the end of " +
+                                   files[*earlier].string() + ": are the parts in order?");
+        }
+        earlier = index;
     }
 }
 

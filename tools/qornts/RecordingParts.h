@@ -34,6 +34,8 @@ public:
 
 private:
     void findCompanions();
+    void warnOfSameFiles();
+    void warnOfTimes(); // by the companions
     void endPart();
 
     std::vector<std::filesystem::path> files;

@@ -6,17 +6,17 @@
 #include "RecordReading.h"
 #include "RecordingCompanionFile.h"
 #include "RecordingTally.h"
+#include "RegularFile.h"
 #include "TagWords.h"
 #include "Text.h"
 #include "Verify.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 namespace qorn::qornts {
@@ -24,24 +24,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kFileStage = "file"; // of records that the file had once
+
 fs::path withSuffix(fs::path path, const char* suffix) {
     path += suffix;
     return path;
 }
 
-[[noreturn]] void fail(const fs::path& path) {
-    throw std::runtime_error(path.string() + ": " + std::strerror(errno));
+fs::path cutPath(const fs::path& path) {
+    return withSuffix(path, ".cut");
 }
 
-timing::FileDescriptor openLocked(const fs::path& path) {
-    timing::FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
-    if (!file.is_open()) {
-        fail(path);
-    }
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-        throw std::runtime_error(path.string() + ": is being recorded, or recovered, just now");
-    }
-    return file;
+fs::path oldPath(const fs::path& path) {
+    return withSuffix(timing::companion_path(path), ".old");
 }
 
 void requireFree(const fs::path& path) {
@@ -50,31 +45,55 @@ void requireFree(const fs::path& path) {
     }
 }
 
-// The last companion, when there is one that can be used.
-std::optional<timing::RecordingCompanion> lastCompanion(const fs::path& path) {
-    const fs::path companion = timing::companion_path(path);
+// What there is to make a recording whole from.
+struct Remains {
+    StreamFileFacts file;
+    std::optional<timing::RecordingCompanion> last; // that can be used
+    std::string broken;                             // what is wrong with one that cannot
+
+    // That the companion tells of and the file does not have.
+    std::uint64_t missingRecords() const {
+        return last && last->records > file.wholeRecords() ? last->records - file.wholeRecords() : 0;
+    }
+    // Whether the companion holds what a new one will not.
+    bool keepsLast() const { return last ? !misfit(*last, file).empty() : !broken.empty(); }
+    bool isWhole() const {
+        return last && last->end != timing::PartEnd::Open && file.oddBytes() == 0 && !keepsLast();
+    }
+};
+
+// Of a file that nobody writes to.
+Remains remainsOf(const fs::path& path) {
+    Remains remains{streamFileFacts(path), std::nullopt, {}};
     try {
-        auto found = timing::read_companion(path);
-        if (!found) {
-            warn(path.string() + ": has no companion: its times are those of the records alone");
-        }
-        return found;
+        remains.last = timing::read_companion(path);
     } catch (const timing::CompanionFault& fault) {
-        const fs::path old = withSuffix(companion, ".old");
-        requireFree(old);
-        warn(companion.string() + ' ' + fault.what() + ": its times are those of the records alone");
-        if (::rename(companion.c_str(), old.c_str()) != 0) {
-            fail(companion);
-        }
-        return std::nullopt;
+        remains.broken = fault.what();
+    }
+    return remains;
+}
+
+void warnOf(const fs::path& path, const Remains& remains) {
+    constexpr const char* kAlone = ": its times are those of the records alone";
+    if (!remains.broken.empty()) {
+        warn(timing::companion_path(path).string() + ' ' + remains.broken + kAlone);
+    } else if (!remains.last) {
+        warn(path.string() + ": has no companion" + kAlone);
+    } else if (const std::uint64_t missing = remains.missingRecords(); missing > 0) {
+        warn(path.string() + ": " + counted(missing, "record") +
+             " that the companion tells of, from record " + std::to_string(remains.file.wholeRecords()) +
+             " on, are not in the file: they count as lost");
     }
 }
 
-timing::RecordingTally tallyOf(const fs::path& path, const StreamFileFacts& file,
-                               const std::optional<timing::RecordingCompanion>& last) {
+timing::RecordingTally tallyOf(const fs::path& path, const Remains& remains) {
+    const StreamFileFacts& file = remains.file;
     timing::RecordingTally tally(file.head);
-    if (last) {
+    if (const auto& last = remains.last) {
         tally.expect(*last);
+        if (last->silences_untold > 0 && last->last_time_ps) { // the latest place where the time is known
+            tally.expect(timing::RecordTime{last->records - 1, *last->last_time_ps});
+        }
         for (const timing::RecordingLoss& loss : last->losses) {
             tally.add(loss);
         }
@@ -85,36 +104,60 @@ timing::RecordingTally tallyOf(const fs::path& path, const StreamFileFacts& file
         tally.add(reading.next(file.wholeRecords() - tally.records()));
         progress.show(tally.records());
     }
+    if (const std::uint64_t missing = remains.missingRecords(); missing > 0) {
+        tally.add(timing::RecordingLoss{tally.records(), tally.scanned().last_time(), kFileStage, missing});
+    }
     return tally;
+}
+
+// Why the part ended stays as it was told.
+timing::RecordingCompanion companionOf(const timing::RecordingTally& tally, const Remains& remains) {
+    const auto& last = remains.last;
+    const bool open = !last || last->end == timing::PartEnd::Open;
+    timing::RecordingCompanion made =
+        tally.companion(open ? timing::PartEnd::Recovered : last->end, last ? last->error : std::string());
+    if (last) { // the tally finds such silences only at checkpoints
+        made.silences_untold = last->silences_untold;
+    }
+    return made;
+}
+
+void writeCut(const timing::FileDescriptor& stream, const fs::path& kept, std::span<std::uint8_t> bytes,
+              off_t from) {
+    timing::FileDescriptor copy(::open(kept.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!copy.is_open()) {
+        failAt(kept);
+    }
+    const ssize_t count = ::pread(stream.get(), bytes.data(), bytes.size(), from);
+    const bool whole = count == static_cast<ssize_t>(bytes.size());
+    if (!whole || copy.write(bytes) != bytes.size() || ::fsync(copy.get()) != 0 || !copy.close()) {
+        const int reason = whole || count < 0 ? errno : EIO; // EIO: there are fewer bytes than a moment ago
+        ::unlink(kept.c_str());
+        failAt(kept, reason);
+    }
 }
 
 // Puts the bytes behind the last whole record into a file of their own.
 void cutOff(const timing::FileDescriptor& stream, const fs::path& path, const StreamFileFacts& file) {
-    const fs::path kept = withSuffix(path, ".cut");
+    const fs::path kept = cutPath(path);
     const auto wholeBytes =
         static_cast<off_t>(file.head.size() + file.wholeRecords() * timing::kTagWordBytes);
     std::vector<std::uint8_t> bytes(file.oddBytes());
-    timing::FileDescriptor copy(::open(kept.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (!copy.is_open()) {
-        fail(kept);
-    }
-    if (::pread(stream.get(), bytes.data(), bytes.size(), wholeBytes) != static_cast<ssize_t>(bytes.size()) ||
-        copy.write(bytes) != bytes.size() || ::fsync(copy.get()) != 0 || !copy.close()) {
-        fail(kept);
-    }
+    writeCut(stream, kept, bytes, wholeBytes);
     if (::ftruncate(stream.get(), wholeBytes) != 0) {
-        fail(path);
+        const int reason = errno;
+        ::unlink(kept.c_str());
+        failAt(path, reason);
     }
     warn(path.string() + ": the last record was cut off: its " + counted(bytes.size(), "byte") + " now in " +
          kept.string());
 }
 
 // What speaks against making the file whole as it is.
-std::vector<std::string> objections(const fs::path& path, const StreamFileFacts& file,
-                                    const std::optional<timing::RecordingCompanion>& last,
+std::vector<std::string> objections(const fs::path& path, const Remains& remains,
                                     const timing::RecordScan& scanned) {
-    if (last) {
-        return faultsOfRecords(path, file, *last);
+    if (remains.last) {
+        return faultsOfRecords(path, remains.file, *remains.last);
     }
     if (scanned.bad_records() == 0) {
         return {};
@@ -123,25 +166,29 @@ std::vector<std::string> objections(const fs::path& path, const StreamFileFacts&
             std::to_string(*scanned.first_bad_record())};
 }
 
-} // namespace
+// The earlier companion is in its place again when the new one cannot be written.
+void replaceCompanion(const fs::path& path, const timing::RecordingCompanion& made, bool keepLast) {
+    const fs::path companion = timing::companion_path(path);
+    const fs::path old = oldPath(path);
+    if (keepLast && ::rename(companion.c_str(), old.c_str()) != 0) {
+        failAt(companion);
+    }
+    if (const auto wrong = timing::write_companion(path, made)) {
+        if (keepLast) {
+            ::rename(old.c_str(), companion.c_str());
+        }
+        throw std::runtime_error(*wrong);
+    }
+    if (keepLast) {
+        warn(path.string() + ": its earlier companion is now " + old.string());
+    }
+}
 
-bool recoverRecording(const fs::path& path) {
-    const StreamFileFacts file = streamFileFacts(path);
-    const timing::FileDescriptor stream = openLocked(path);
-    if (file.oddBytes() > 0) {
-        requireFree(withSuffix(path, ".cut"));
-    }
-    const auto last = lastCompanion(path);
-    if (last && last->end != timing::PartEnd::Open && file.oddBytes() == 0 && misfit(*last, file).empty()) {
-        print(printable(path.string()) + ": has its end and its companion; nothing to do\n");
-        return true;
-    }
-    if (last && !isOfFile(*last, file)) {
-        complain(timing::companion_path(path).string() + " is of another file: its header is another");
-        return false;
-    }
-    const timing::RecordingTally tally = tallyOf(path, file, last);
-    const std::vector<std::string> damage = objections(path, file, last, tally.scanned());
+// False, with complaints, when something speaks against it.
+bool makeWhole(const fs::path& path, const timing::FileDescriptor& stream, const Remains& remains) {
+    warnOf(path, remains);
+    const timing::RecordingTally tally = tallyOf(path, remains);
+    const std::vector<std::string> damage = objections(path, remains, tally.scanned());
     for (const std::string& fault : damage) {
         complain(path.string() + ": " + fault);
     }
@@ -149,14 +196,40 @@ bool recoverRecording(const fs::path& path) {
         complain(path.string() + ": left as it is");
         return false;
     }
-    if (file.oddBytes() > 0) {
-        cutOff(stream, path, file);
+    if (remains.file.oddBytes() > 0) {
+        cutOff(stream, path, remains.file);
     }
-    if (const auto wrong = timing::write_companion(path, tally.companion(timing::PartEnd::Recovered))) {
-        throw std::runtime_error(*wrong);
+    const timing::RecordingCompanion made = companionOf(tally, remains);
+    replaceCompanion(path, made, remains.keepsLast());
+    std::string done = printable(path.string()) + ": recovered, " + counted(made.records, "record");
+    for (const std::string& reservation : reservations(made)) {
+        done += "; " + reservation;
     }
-    print(printable(path.string()) + ": recovered, " + counted(tally.records(), "record") + '\n');
+    print(done + '\n');
     return true;
+}
+
+} // namespace
+
+bool recoverRecording(const fs::path& path) {
+    const timing::FileDescriptor stream = openRegularFile(path, O_RDWR);
+    lockForRecovery(stream.get(), path);
+    const Remains remains = remainsOf(path);
+    if (remains.last && !isOfFile(*remains.last, remains.file)) {
+        complain(timing::companion_path(path).string() + " is of another file: its header is another");
+        return false;
+    }
+    if (remains.file.oddBytes() > 0) {
+        requireFree(cutPath(path));
+    }
+    if (remains.keepsLast()) {
+        requireFree(oldPath(path));
+    }
+    if (remains.isWhole()) {
+        print(printable(path.string()) + ": has its end and its companion; nothing to do\n");
+        return true;
+    }
+    return makeWhole(path, stream, remains);
 }
 
 } // namespace qorn::qornts

@@ -54,17 +54,23 @@ public:
                              place(*scan.first_bad_record(), file.head.size()));
         }
         if (damaged > kMostStretches) {
-            faults.push_back(counted(damaged - kMostStretches, "more stretch") + " of records like these");
+            const std::uint64_t more = damaged - kMostStretches;
+            faults.push_back(std::to_string(more) + (more == 1 ? " more stretch" : " more stretches") +
+                             " of records like " + (more == 1 ? "this" : "these"));
         }
         return std::move(faults);
     }
 
 private:
-    // Checkpoints are to follow from the records and silences, but for silences that were too many to tell.
+    // Checkpoints and the last time are to follow from the records and silences. Behind silences that were
+    // too many to tell they cannot, but then the records are to agree with them.
     void expectTimes() {
         timing::RecordTimeline& timeline = scan.timeline();
         if (companion.silences_untold > 0) {
             timeline.expect(companion);
+            if (companion.last_time_ps) {
+                timeline.expect(timing::RecordCheckpoint{companion.records - 1, *companion.last_time_ps, 0});
+            }
             return;
         }
         if (!companion.checkpoints.empty()) {
@@ -142,58 +148,85 @@ std::vector<std::string> faultsOfRecords(const fs::path& path, const StreamFileF
     return Comparison(path, file, companion).run();
 }
 
-std::vector<std::string> faultsOf(const fs::path& path) {
-    const bool recording = isBeingRecorded(path);
-    const StreamFileFacts file = streamFileFacts(path);
-    const std::string name = timing::companion_path(path).filename().string() + ' ';
-    std::vector<std::string> faults;
-    if (file.oddBytes() > 0) {
-        faults.push_back("the last record, " + place(file.wholeRecords(), file.head.size()) + ", is cut off");
+namespace {
+
+std::vector<std::string> faultsOfEnd(const StreamFileFacts& file, const timing::RecordingCompanion& companion,
+                                     bool recording) {
+    if (companion.end != timing::PartEnd::Open) {
+        return {};
     }
-    std::optional<timing::RecordingCompanion> companion;
-    try {
-        companion = timing::read_companion(path);
-        if (!companion) {
-            faults.push_back("there is no " + name + "beside it");
-        }
-    } catch (const timing::CompanionFault& fault) {
-        faults.push_back(name + fault.what());
+    if (recording) {
+        return {"it is being recorded still"};
     }
-    if (!companion) {
-        return faults;
-    }
-    if (const std::string why = misfit(*companion, file); !why.empty()) {
-        faults.push_back(name + why);
-    }
-    if (companion->end == timing::PartEnd::Open) {
-        const std::uint64_t behind = file.wholeRecords() - std::min(file.wholeRecords(), companion->records);
-        faults.push_back(recording
-                             ? "it is being recorded still"
-                             : "it was never ended: its program died; \"qornts recover\" makes it whole");
-        if (behind > 0) {
-            faults.push_back(counted(behind, "record") + " from " +
-                             place(companion->records, file.head.size()) +
-                             " on came behind the companion's last refresh");
-        }
-    }
-    for (std::string& fault : faultsOfRecords(path, file, *companion)) {
-        faults.push_back(std::move(fault));
+    std::vector<std::string> faults{
+        "it was never ended: its program died; \"qornts recover\" makes it whole"};
+    if (const std::uint64_t there = file.wholeRecords(); there > companion.records) {
+        faults.push_back(counted(there - companion.records, "record") + " from " +
+                         place(companion.records, file.head.size()) +
+                         " on came behind the companion's last refresh");
     }
     return faults;
+}
+
+// The companion that was read before the file's facts, so that the file has what it tells of.
+Verification verificationOf(const fs::path& path, const std::optional<timing::RecordingCompanion>& companion,
+                            const std::string& noCompanion, bool recording) {
+    const StreamFileFacts file = streamFileFacts(path);
+    const std::string name = timing::companion_path(path).filename().string() + ' ';
+    Verification found;
+    const bool goesOn = recording && companion && companion->end == timing::PartEnd::Open;
+    if (file.oddBytes() > 0 && !goesOn) {
+        found.faults.push_back("the last record, " + place(file.wholeRecords(), file.head.size()) +
+                               ", is cut off");
+    }
+    if (!companion) {
+        found.faults.push_back(noCompanion);
+        return found;
+    }
+    if (const std::string why = misfit(*companion, file); !why.empty()) {
+        found.faults.push_back(name + why);
+    }
+    for (std::string& fault : faultsOfEnd(file, *companion, recording)) {
+        found.faults.push_back(std::move(fault));
+    }
+    for (std::string& fault : faultsOfRecords(path, file, *companion)) {
+        found.faults.push_back(std::move(fault));
+    }
+    found.reservations = reservations(*companion);
+    return found;
+}
+
+} // namespace
+
+Verification verificationOf(const fs::path& path) {
+    const bool recording = isBeingRecorded(path);
+    const std::string name = timing::companion_path(path).filename().string() + ' ';
+    std::optional<timing::RecordingCompanion> companion;
+    std::string noCompanion = "there is no " + name + "beside it";
+    try {
+        companion = timing::read_companion(path);
+    } catch (const timing::CompanionFault& fault) {
+        noCompanion = name + fault.what();
+    }
+    return verificationOf(path, companion, noCompanion, recording);
 }
 
 bool verifyRecordings(const std::vector<fs::path>& files) {
     bool fine = true;
     for (const fs::path& path : files) {
         try {
-            const std::vector<std::string> faults = faultsOf(path);
-            for (const std::string& fault : faults) {
+            const Verification found = verificationOf(path);
+            for (const std::string& fault : found.faults) {
                 complain(path.string() + ": " + fault);
             }
-            if (faults.empty()) {
-                print(printable(path.string()) + ": fine\n");
+            if (found.faults.empty()) {
+                std::string line = printable(path.string()) + ": fine";
+                for (const std::string& reservation : found.reservations) {
+                    line += "; " + reservation;
+                }
+                print(line + '\n');
             }
-            fine = fine && faults.empty();
+            fine = fine && found.faults.empty();
         } catch (const std::exception& error) {
             complain(explanation(error));
             fine = false;

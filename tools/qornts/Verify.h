@@ -10,9 +10,14 @@
 
 namespace qorn::qornts {
 
-// What is wrong with a recording and its companion, one sentence each; empty when both are whole and agree.
-// Throws std::exception when the recording cannot be read at all.
-std::vector<std::string> faultsOf(const std::filesystem::path& path);
+struct Verification {
+    std::vector<std::string> faults;       // one sentence each; empty when both files are whole and agree
+    std::vector<std::string> reservations; // see Companions.h
+};
+
+// What is wrong with a recording and its companion. A recording that goes on meanwhile has no other fault
+// than that. Throws std::exception when the recording cannot be read at all.
+Verification verificationOf(const std::filesystem::path& path);
 
 // What contradicts the companion in the records that it tells of, up to the end of the file. The companion is
 // one of this file.
