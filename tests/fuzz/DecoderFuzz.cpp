@@ -14,9 +14,10 @@ using qorn::testing::ReferenceDecoder;
 using qorn::testing::require;
 
 constexpr std::size_t kHeadBytes = 4;
-// The slow reference bounds what is tried: no more bytes and pieces than this.
-constexpr std::size_t kMostBytes = 2048;
-constexpr std::size_t kMostPieces = 8;
+// The slow reference bounds what is tried: as long as it has not found the record boundary of a packed
+// stream, it tries all places again for each piece.
+constexpr std::size_t kMostBytes = 768;
+constexpr std::size_t kMostPieces = 6;
 
 // The first byte chooses format and mode, the next two the packed format, the fourth the length of the
 // pieces.
