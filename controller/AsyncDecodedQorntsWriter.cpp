@@ -5,9 +5,10 @@
 
 #include <QCoreApplication>
 
-#include <stdexcept>
-
+#include <algorithm>
 #include <csignal>
+#include <span>
+#include <stdexcept>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -21,13 +22,20 @@ void blockFileSizeSignal() {
 }
 
 constexpr const char* kBrokenOff = "the capture was broken off";
+constexpr std::size_t kPieceBytes = 65536; // between two looks at the clock; goes past the file's buffer
+constexpr auto kNew = timing::StreamFileWriter::Existing::Refuse;
+
+std::uint64_t tagsOf(const AsyncDecodedQorntsWriter::Entry& entry) {
+    return entry.payload.size() / timing::kTagWordBytes;
+}
 
 } // namespace
 
 AsyncDecodedQorntsWriter::AsyncDecodedQorntsWriter(const QString& path,
-                                                   const timing::StreamFileHeader& header)
-    : firstPath(path.toStdString()) {
-    file.open(path.toStdString(), header);
+                                                   const timing::StreamFileHeader& header,
+                                                   std::chrono::milliseconds interval)
+    : firstPath(path.toStdString()), refreshInterval(interval), refreshDue(Clock::now() + interval) {
+    file.open(firstPath, header, kNew);
     worker = std::thread(&AsyncDecodedQorntsWriter::run, this);
 }
 
@@ -43,12 +51,13 @@ void AsyncDecodedQorntsWriter::enqueue(Entry entry) {
     notFull.wait(lock, [&] {
         return stop || queue.empty() || (queue.size() < kMostEntries && queuedBytes + size <= kMostBytes);
     });
-    if (failure) {
-        std::rethrow_exception(failure);
-    }
-    if (stop) {
+    if (stop && !failure) {
         throw std::runtime_error(
             QCoreApplication::translate("Measurement", "time-tag file writer is closed").toStdString());
+    }
+    handed += tagsOf(entry);
+    if (failure) {
+        std::rethrow_exception(failure);
     }
     queue.push_back(std::move(entry));
     queuedBytes += size;
@@ -63,15 +72,14 @@ void AsyncDecodedQorntsWriter::finishRecording(timing::PartEnd end, const std::s
     enqueue(std::move(entry));
 }
 
-void AsyncDecodedQorntsWriter::refreshCompanion() {
-    Entry entry;
-    entry.kind = Entry::Kind::Refresh;
-    enqueue(std::move(entry));
-}
-
 std::optional<QString> AsyncDecodedQorntsWriter::takeNotice() {
     const std::lock_guard lock(mutex);
-    return std::exchange(notice, std::nullopt);
+    if (notices.empty()) {
+        return std::nullopt;
+    }
+    QString notice = std::move(notices.front());
+    notices.pop_front();
+    return notice;
 }
 
 void AsyncDecodedQorntsWriter::close() {
@@ -91,9 +99,21 @@ void AsyncDecodedQorntsWriter::stopWork(timing::PartEnd end, const std::string& 
         notEmpty.notify_all();
         notFull.notify_all();
     }
-    if (worker.joinable()) {
-        worker.join();
+    if (!worker.joinable()) {
+        return;
     }
+    worker.join();
+    if (failure) { // what came since is lost as well
+        companion.fail(failureText, lostTags());
+        noteCompanionFault();
+    }
+    companion.finish();
+}
+
+// What was handed over and is neither in a file nor left out because the recording was over.
+std::uint64_t AsyncDecodedQorntsWriter::lostTags() {
+    const std::lock_guard lock(mutex);
+    return handed - unwanted - companion.recordsTaken();
 }
 
 void AsyncDecodedQorntsWriter::run() {
@@ -102,10 +122,11 @@ void AsyncDecodedQorntsWriter::run() {
     try {
         writeUntilClosed();
     } catch (const std::exception& error) {
-        companion.end(timing::PartEnd::Error, error.what());
-        noteCompanionFailure();
+        companion.fail(error.what(), lostTags());
+        noteCompanionFault();
         const std::lock_guard lock(mutex);
         failure = std::current_exception();
+        failureText = error.what();
         stop = true;
         notEmpty.notify_all();
         notFull.notify_all();
@@ -113,30 +134,33 @@ void AsyncDecodedQorntsWriter::run() {
 }
 
 void AsyncDecodedQorntsWriter::writeUntilClosed() {
-    bool active = true; // the constructor has opened the first file
     beginPart(firstPath);
-    noteCompanionFailure();
-    for (;;) {
-        Entry entry;
-        {
-            std::unique_lock lock(mutex);
-            notEmpty.wait(lock, [this] { return !queue.empty() || stop; });
-            if (queue.empty()) {
-                break;
+    Entry entry;
+    for (Next next = waitForWork(entry); next != Next::End; next = waitForWork(entry)) {
+        if (next == Next::Work) {
+            notFull.notify_one();
+            carryOut(entry);
+            if (active && isIdle()) {
+                file.flush(); // so that little is lost when the process is killed
             }
-            entry = std::move(queue.front());
-            queue.pop_front();
-            queuedBytes -= entry.payload.size();
         }
-        notFull.notify_one();
-        carryOut(entry, active);
-        if (active && isIdle()) {
-            file.flush(); // so that little is lost when the process is killed
-        }
+        refreshWhenDue();
     }
     if (active) {
         endPart(lastEnd, lastError);
     }
+}
+
+AsyncDecodedQorntsWriter::Next AsyncDecodedQorntsWriter::waitForWork(Entry& entry) {
+    std::unique_lock lock(mutex);
+    notEmpty.wait_until(lock, refreshDue, [this] { return !queue.empty() || stop; });
+    if (queue.empty()) {
+        return stop ? Next::End : Next::Refresh;
+    }
+    entry = std::move(queue.front());
+    queue.pop_front();
+    queuedBytes -= entry.payload.size();
+    return Next::Work;
 }
 
 bool AsyncDecodedQorntsWriter::isIdle() {
@@ -144,7 +168,7 @@ bool AsyncDecodedQorntsWriter::isIdle() {
     return queue.empty();
 }
 
-void AsyncDecodedQorntsWriter::carryOut(const Entry& entry, bool& active) {
+void AsyncDecodedQorntsWriter::carryOut(const Entry& entry) {
     switch (entry.kind) {
     case Entry::Kind::Finish:
         if (active) {
@@ -156,48 +180,66 @@ void AsyncDecodedQorntsWriter::carryOut(const Entry& entry, bool& active) {
         if (active) {
             endPart(timing::PartEnd::Rotation);
         }
-        file.open(entry.path.toStdString(), entry.header);
+        file.open(entry.path.toStdString(), entry.header, kNew);
         beginPart(entry.path.toStdString());
         active = true;
         break;
     case Entry::Kind::Data:
         if (active) {
-            companion.expect(entry.times);
-            file.append(entry.payload, entry.payload.size() / timing::kTagWordBytes);
+            write(entry);
+        } else {
+            unwanted += tagsOf(entry);
         }
-        break;
-    case Entry::Kind::Refresh:
-        if (active) {
-            file.flush(); // the companion tells of nothing that waits in the buffer
-        }
-        companion.refresh();
         break;
     case Entry::Kind::Loss:
         companion.add(entry.loss);
         break;
     }
-    noteCompanionFailure();
+}
+
+// A slow disk must not keep the companion from its time either.
+void AsyncDecodedQorntsWriter::write(const Entry& entry) {
+    companion.expect(entry.times);
+    for (std::span<const unsigned char> left = entry.payload; !left.empty();) {
+        const auto piece = left.first(std::min(left.size(), kPieceBytes));
+        file.append(piece, piece.size() / timing::kTagWordBytes);
+        left = left.subspan(piece.size());
+        refreshWhenDue();
+    }
+}
+
+void AsyncDecodedQorntsWriter::refreshWhenDue() {
+    if (Clock::now() < refreshDue) {
+        return;
+    }
+    if (active) {
+        file.flush(); // the companion tells of nothing that waits in the buffer
+    }
+    companion.refresh();
+    noteCompanionFault();
+    refreshDue = Clock::now() + refreshInterval;
 }
 
 // The head goes to the file at once: a program that dies leaves a recording, if one of no tags.
 void AsyncDecodedQorntsWriter::beginPart(const std::string& path) {
     file.flush();
     companion.begin(path);
+    noteCompanionFault();
+    refreshDue = Clock::now() + refreshInterval;
 }
 
 // A file that cannot be closed has another end than was meant.
 void AsyncDecodedQorntsWriter::endPart(timing::PartEnd end, const std::string& error) {
+    companion.checkFile();
     file.close();
     companion.end(end, error);
-    noteCompanionFailure();
+    noteCompanionFault();
 }
 
-void AsyncDecodedQorntsWriter::noteCompanionFailure() {
-    if (const auto failed = companion.takeFailure()) {
+void AsyncDecodedQorntsWriter::noteCompanionFault() {
+    if (auto notice = companion.takeNotice()) {
         const std::lock_guard lock(mutex);
-        notice =
-            QCoreApplication::translate("Measurement", "The recording goes on without its companion file: %1")
-                .arg(QString::fromStdString(*failed));
+        notices.push_back(std::move(*notice));
     }
 }
 

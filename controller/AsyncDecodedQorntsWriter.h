@@ -9,6 +9,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -25,7 +26,7 @@ class AsyncDecodedQorntsWriter {
 public:
     // An order to the writer, carried out in turn.
     struct Entry {
-        enum class Kind { Data, Rotate, Finish, Refresh, Loss };
+        enum class Kind { Data, Rotate, Finish, Loss };
         Kind kind = Kind::Data;
         QString path;                                    // rotate only
         std::vector<unsigned char> payload;              // data only: whole tag words
@@ -38,10 +39,15 @@ public:
 
     static constexpr std::size_t kMostEntries = 512;
     static constexpr std::size_t kMostBytes = 268435456;
+    static constexpr std::chrono::milliseconds kRefreshInterval{
+        4000}; // five at most, with the writing itself
 
-    // Opens the first file on the caller's thread, then starts the writing thread. Throws timing::Error. Each
-    // file gets a companion, which no failure of its own keeps from being recorded.
-    AsyncDecodedQorntsWriter(const QString& path, const timing::StreamFileHeader& header);
+    // Opens the first file on the caller's thread, then starts the writing thread. No file takes the place of
+    // another: throws timing::Error when there is one, or the new one cannot be opened. Each file gets a
+    // companion, which no failure of its own keeps from being recorded; the writing thread refreshes it by
+    // the interval, with what is in the file by then.
+    AsyncDecodedQorntsWriter(const QString& path, const timing::StreamFileHeader& header,
+                             std::chrono::milliseconds refreshInterval = kRefreshInterval);
     // As close(), but swallows failures, and the companion says that the recording was broken off.
     ~AsyncDecodedQorntsWriter();
     AsyncDecodedQorntsWriter(const AsyncDecodedQorntsWriter&) = delete;
@@ -55,10 +61,11 @@ public:
     // goes with PartEnd::Error.
     void finishRecording(timing::PartEnd end = timing::PartEnd::Duration, const std::string& error = {});
 
-    // Lets the writer bring the companion up to what is queued before.
-    void refreshCompanion();
+    // Records in all files so far; no more when the writer has ended. Any thread.
+    std::uint64_t written() const { return companion.recordsTaken(); }
 
-    // What kept the companion from being written, for the operator: given once, and nothing without that.
+    // A fault that does not end the recording, for the operator: the companion cannot be written, the file is
+    // not in its place any more. Each is given once, and nothing without one.
     std::optional<QString> takeNotice();
 
     // The operator ends the recording. Waits until all queued work is done and the thread has ended. Throws
@@ -66,30 +73,43 @@ public:
     void close();
 
 private:
+    using Clock = std::chrono::steady_clock;
+    enum class Next { Work, Refresh, End };
+
     void run();
     void writeUntilClosed();
+    Next waitForWork(Entry& entry);
     bool isIdle();
-    void carryOut(const Entry& entry, bool& active);
+    void carryOut(const Entry& entry);
+    void write(const Entry& entry);
+    void refreshWhenDue();
     void beginPart(const std::string& path);
     void endPart(timing::PartEnd end, const std::string& error = {});
-    void noteCompanionFailure();
+    std::uint64_t lostTags();
+    void noteCompanionFault();
     void stopWork(timing::PartEnd end, const std::string& error);
 
     std::string firstPath;
+    std::chrono::milliseconds refreshInterval;
     // The constructor's thread first, then the worker alone. What the file's destructor still writes after a
     // failure goes to no companion.
     timing::StreamFileWriter file;
     CompanionKeeper companion{file};
-    std::mutex mutex; // guards all below
+    bool active = true;           // a file is open; the constructor has opened the first one
+    std::uint64_t unwanted = 0;   // tags that came behind a finish
+    Clock::time_point refreshDue; // of the companion
+    std::mutex mutex;             // guards all below
     std::condition_variable notEmpty;
     std::condition_variable notFull;
     std::deque<Entry> queue;
     std::size_t queuedBytes = 0;
+    std::uint64_t handed = 0;                            // tags, also those that a failed writer did not take
     bool stop = false;                                   // no more work will come, or the worker has failed
     timing::PartEnd lastEnd = timing::PartEnd::Operator; // of the part that is open at the stop
     std::string lastError;
-    std::optional<QString> notice;
+    std::deque<QString> notices;
     std::exception_ptr failure;
+    std::string failureText;
     std::thread worker; // last: starts when all else stands
 };
 

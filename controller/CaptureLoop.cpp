@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <exception>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -141,32 +142,28 @@ std::size_t queueLimit(const QueueRule& rule, int batchSize) {
     return std::max(rule.batches * static_cast<std::size_t>(std::max(batchSize, 1)), rule.least);
 }
 
-// Records what a reader that has failed had decoded before. The reader's failure is the one to show, so
-// another one here is not.
-void recordRemainder(timing::TagStreamReader& reader, std::vector<timing::TimeTag>& pulled, std::size_t limit,
-                     TagFanOut& fanOut, LoopClock::TimePoint now) {
+// The failure that the work throws, unless there is an earlier one, which is the one to tell.
+template <typename Work>
+void keepFirstFailure(std::exception_ptr& failure, Work&& work) {
     try {
-        while (!pulled.empty()) {
-            fanOut.record(pulled, now);
-            reader.take(pulled, limit);
-        }
+        work();
     } catch (const std::exception&) {
-        pulled.clear();
+        failure = failure ? failure : std::current_exception();
     }
 }
 
-// Carries tags until the stop. A failure of the reader is thrown when what it had decoded has been recorded.
+// Carries tags until the stop or a failure.
 void carryTags(timing::TagStreamReader& reader, std::size_t limit, TagFanOut& fanOut, TagFlowMeter& meter,
                const std::atomic<bool>& stop, LoopClock& clock) {
     std::vector<timing::TimeTag> pulled;
     pulled.reserve(limit);
     while (!stop) {
         timing::TagStreamReader::Counts counts;
-        const std::exception_ptr failure = reader.take(pulled, limit, counts);
+        std::exception_ptr failure = reader.take(pulled, limit, counts);
         const auto now = clock.now();
         fanOut.noteDropped(counts.dropped);
         if (failure) {
-            recordRemainder(reader, pulled, limit, fanOut, now);
+            keepFirstFailure(failure, [&] { fanOut.record(pulled, now); });
             std::rethrow_exception(failure);
         }
         fanOut.record(pulled, now);
@@ -179,11 +176,21 @@ void carryTags(timing::TagStreamReader& reader, std::size_t limit, TagFanOut& fa
     }
 }
 
-void endReading(timing::TagStreamReader& reader) {
-    try {
-        reader.stop();
-    } catch (const std::exception&) {
-        // What is under way already is the failure to tell.
+// What was received before the end is the recording's, whatever the end was: takes what the reader, which has
+// stopped, holds still. Whoever follows this host records the same. Nothing when nothing is recorded.
+void recordRemainder(timing::TagStreamReader& reader, std::size_t limit, TagFanOut& fanOut,
+                     TagFlowMeter& meter, LoopClock& clock) {
+    const auto now = clock.now(); // the duration counts up to here, however slow the disk is
+    std::vector<timing::TimeTag> pulled;
+    fanOut.noteDropped(reader.dropped());
+    while (fanOut.isRecording()) {
+        reader.take(pulled, limit);
+        if (pulled.empty()) {
+            return;
+        }
+        fanOut.record(pulled, now);
+        fanOut.publish(pulled);
+        meter.update(fanOut.flow(), clock.now());
     }
 }
 
@@ -220,30 +227,27 @@ void captureLoop(timing::Device& device, const CaptureRequest& request, relay::R
     timing::TagStreamReader reader(device);
     meter.follow(reader);
     reader.set_read_hook([&meter, &clock] { meter.watch(clock.now()); });
-    const auto tellTheEnd = [&] {
-        if (!fanOut.flow().ended) {
-            fanOut.end(reader.counts().taken, 0);
-            meter.finish(fanOut.flow());
-            reportLoss(reader, events);
-        }
-    };
     reader.start(header, timing::TagStreamReader::kReadBytes, queueLimit(queueRule, request.batchSize));
 
-    try {
-        carryTags(reader, static_cast<std::size_t>(std::max(request.batchSize, 1)), fanOut, meter, stop,
-                  clock);
-        reader.stop();
-        tellTheEnd();
-        fanOut.noteDropped(reader.dropped());
-        stream.finish();
-    } catch (const std::exception& failure) {
-        endReading(reader);
-        tellTheEnd();
-        stream.abandon();
-        fanOut.closeRecordingAfter(failure.what());
-        throw;
+    const auto limit = static_cast<std::size_t>(std::max(request.batchSize, 1));
+    std::exception_ptr failure;
+    keepFirstFailure(failure, [&] { carryTags(reader, limit, fanOut, meter, stop, clock); });
+    keepFirstFailure(failure, [&] { reader.stop(); });
+    if (!failure) {
+        keepFirstFailure(failure, [&] { stream.finish(); });
     }
-    fanOut.closeRecording();
+    stream.abandon();           // unless it has finished
+    if (fanOut.isRecording()) { // the disk may take its time
+        meter.pause(fanOut.flow());
+    }
+    reportLoss(reader, events);
+    keepFirstFailure(failure, [&] { recordRemainder(reader, limit, fanOut, meter, clock); });
+    failure = fanOut.closeRecording(failure);
+    fanOut.end(reader.counts().taken, 0, failure != nullptr);
+    meter.finish(fanOut.flow());
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
 }
 
 } // namespace qorn::timetagger::gui

@@ -54,8 +54,9 @@ struct CaptureRequest {
 };
 
 // Captures until `stop` is set. `relay` may be null. Throws timing::Error or std::runtime_error; on every
-// path the reader is stopped first, then the stream, then the recording is written out. When the reader
-// fails, what it had decoded before still reaches the recording.
+// path the reader is stopped first, then the stream, then the recording is written out. What was received by
+// then reaches the recording, unless its duration is over, and it alone; the last report of the tags' flow
+// comes behind that.
 void captureLoop(timing::Device& device, const CaptureRequest& request, relay::RelayServer* relay,
                  const std::atomic<bool>& stop, MeasurementEvents& events, LoopClock& clock);
 

@@ -1,13 +1,24 @@
 #include "CompanionKeeper.h"
 
-#include "RecordingCompanionFile.h"
+#include "TagWords.h"
+
+#include <QCoreApplication>
 
 #include <utility>
 
 namespace qorn::timetagger::gui {
+namespace {
+
+using timing::CompanionRoom;
+
+constexpr const char* kWriterStage = "writer";
+constexpr const char* kDisplaced = "the file was removed, moved or replaced while it was recorded";
+
+} // namespace
 
 CompanionKeeper::CompanionKeeper(timing::StreamFileWriter& writer) : file(writer) {
     file.set_record_sink([this](std::span<const std::uint8_t> words) {
+        taken += words.size() / timing::kTagWordBytes;
         if (tally) {
             tally->add(words);
             changed = true;
@@ -16,11 +27,16 @@ CompanionKeeper::CompanionKeeper(timing::StreamFileWriter& writer) : file(writer
 }
 
 void CompanionKeeper::begin(const std::filesystem::path& streamFile) {
+    finish();
     path = streamFile;
+    failed = false;
+    displaced = false;
+    tally.reset();
     std::error_code none;
-    if (std::filesystem::is_regular_file(path, none)) {
+    open = std::filesystem::is_regular_file(path, none);
+    if (open) {
         tally.emplace(file.head());
-        write(timing::PartEnd::Open, {});
+        write(timing::PartEnd::Open, {}, CompanionRoom::Keep);
     }
 }
 
@@ -33,36 +49,69 @@ void CompanionKeeper::expect(const std::vector<timing::RecordTime>& times) {
 }
 
 void CompanionKeeper::add(timing::RecordingLoss loss) {
-    if (tally) {
+    if (open) {
         loss.record = file.records_written();
         tally->add(std::move(loss));
         changed = true;
     }
 }
 
+void CompanionKeeper::checkFile() {
+    if (open && !displaced && !file.is_in_place()) {
+        displaced = true;
+        changed = true;
+        notice = QCoreApplication::translate("Measurement",
+                                             "The file of the recording was removed, moved or replaced: %1")
+                     .arg(QString::fromStdString(path.string()));
+    }
+}
+
 void CompanionKeeper::refresh() {
-    if (tally && changed) {
-        write(timing::PartEnd::Open, {});
+    checkFile();
+    if (open && changed) {
+        write(timing::PartEnd::Open, {}, CompanionRoom::Keep);
     }
 }
 
 void CompanionKeeper::end(timing::PartEnd reason, std::string_view error) {
-    if (tally) {
-        write(reason, error);
-        tally.reset();
+    if (std::exchange(open, false)) { // the part that follows may fail to begin
+        write(reason, error,
+              reason == timing::PartEnd::Rotation ? CompanionRoom::Keep : CompanionRoom::GiveBack);
     }
 }
 
-std::optional<std::string> CompanionKeeper::takeFailure() {
-    return std::exchange(failure, std::nullopt);
+void CompanionKeeper::fail(std::string_view error, std::uint64_t lostTags) {
+    if (!tally || (std::exchange(failing, true) && lostTags == lostTold)) {
+        return;
+    }
+    open = false;
+    if (lostTags > lostTold) {
+        tally->add({tally->records(), tally->scanned().last_time(), kWriterStage,
+                    lostTags - std::exchange(lostTold, lostTags)});
+    }
+    write(timing::PartEnd::Error, error, CompanionRoom::Keep);
+}
+
+void CompanionKeeper::finish() {
+    if (tally) {
+        timing::give_back_companion_room(path);
+    }
+}
+
+std::optional<QString> CompanionKeeper::takeNotice() {
+    return std::exchange(notice, std::nullopt);
 }
 
 // A recording without its companion is a recording still.
-void CompanionKeeper::write(timing::PartEnd reason, std::string_view error) {
-    std::optional<std::string> wrong = timing::write_companion(path, tally->companion(reason, error));
+void CompanionKeeper::write(timing::PartEnd reason, std::string_view error, CompanionRoom room) {
+    const std::string_view text = error.empty() && displaced ? kDisplaced : error;
+    const std::optional<std::string> wrong =
+        timing::write_companion(path, tally->companion(reason, text), room);
     changed = wrong.has_value();
-    if (wrong && !std::exchange(failed, true)) {
-        failure = std::move(wrong);
+    if (wrong && !std::exchange(failed, true) && !displaced) { // of which the operator knows already
+        notice =
+            QCoreApplication::translate("Measurement", "The recording goes on without its companion file: %1")
+                .arg(QString::fromStdString(*wrong));
     }
 }
 

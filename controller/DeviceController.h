@@ -78,7 +78,8 @@ public:
     // Whether the next opened device keeps the calibration that it has, instead of getting the saved one.
     void setSkipCalibrationUpload(bool skip) { skipCalibrationUpload = skip; }
 
-    // Start a measurement; its end is told by captureStopped, a failure by captureError before that. A
+    // Start a measurement; its end is told by captureStopped. Before that captureError tells of its failure,
+    // and of faults that do not end it: tags lost, a recording whose file or companion cannot be kept. A
     // refusal is a captureError alone. Already capturing: nothing happens. Gates in s, rates in Hz.
     void startCounterMeasurements(double gateSeconds, bool internalSource, double internalRateHz);
     void startCoincidenceMeasurements(const UiCoincidenceConfig& config, bool internalSource,

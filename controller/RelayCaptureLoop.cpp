@@ -5,6 +5,7 @@
 #include "TagFanOut.h"
 #include "TagFlowMeter.h"
 
+#include <exception>
 #include <vector>
 
 namespace qorn::timetagger::gui {
@@ -47,11 +48,7 @@ void relayCaptureLoop(const relay::RelayEndpoint& endpoint, const CaptureRequest
         fanOut.show(tags, now);
         meter.update(flow(), now);
     };
-    const auto tellTheEnd = [&] {
-        fanOut.flush(); // what came, before a failure too, came whole
-        fanOut.end(source.pulled, masked);
-        meter.finish(flow());
-    };
+    std::exception_ptr failure;
     try {
         relay::RelayClient().receive(
             endpoint, stop,
@@ -65,13 +62,19 @@ void relayCaptureLoop(const relay::RelayEndpoint& endpoint, const CaptureRequest
                 carryOn(tags);
             },
             [&] { carryOn({}); });
-    } catch (const std::exception& failure) {
-        tellTheEnd();
-        fanOut.closeRecordingAfter(failure.what());
-        throw;
+    } catch (const std::exception&) {
+        failure = std::current_exception();
     }
-    tellTheEnd();
-    fanOut.closeRecording();
+    fanOut.flush();             // what came, before a failure too, came whole
+    if (fanOut.isRecording()) { // the disk may take its time
+        meter.pause(flow());
+    }
+    failure = fanOut.closeRecording(failure);
+    fanOut.end(source.pulled, masked, failure != nullptr);
+    meter.finish(flow());
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
 }
 
 } // namespace qorn::timetagger::gui

@@ -17,7 +17,7 @@ UiTimeTag toUi(const timing::TimeTag& tag) {
 }
 
 quint64 accountedFor(const UiTagFlow::Recording& stage) {
-    return stage.recorded + stage.afterEnd;
+    return stage.recorded + stage.afterEnd; // nothing is on its way at the end
 }
 
 quint64 accountedFor(const UiTagFlow::Relay& stage) {
@@ -26,6 +26,14 @@ quint64 accountedFor(const UiTagFlow::Relay& stage) {
 
 quint64 accountedFor(const UiTagFlow::Gui& stage) {
     return stage.sent + stage.thinned + stage.backlog + stage.discarded;
+}
+
+std::string textOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& error) {
+        return error.what();
+    }
 }
 
 } // namespace
@@ -42,10 +50,11 @@ void TagFanOut::record(std::span<const timing::TimeTag> tags, LoopClock::TimePoi
     if (!recording) {
         return;
     }
-    counts.recording.offered += tags.size();
     recording->append(tags, now);
-    (recording->isActive() ? counts.recording.recorded : counts.recording.afterEnd) += tags.size();
-    passOnNotice();
+    counts.recording.offered += tags.size();
+    (recording->isActive() ? handed : counts.recording.afterEnd) += tags.size();
+    countWritten();
+    passOnNotices();
 }
 
 void TagFanOut::publish(std::span<const timing::TimeTag> tags) {
@@ -96,42 +105,55 @@ void TagFanOut::noteDropped(quint64 dropped) {
     }
 }
 
-void TagFanOut::closeRecording() {
-    if (recording) {
-        recording->close();
-        passOnNotice();
+std::exception_ptr TagFanOut::closeRecording(const std::exception_ptr& failure) {
+    if (!recording) {
+        return failure;
     }
+    std::exception_ptr told = failure;
+    if (failure) {
+        recording->closeAfter(textOf(failure));
+    } else {
+        try {
+            recording->close();
+        } catch (const std::exception&) {
+            told = std::current_exception();
+        }
+    }
+    countWritten();
+    passOnNotices();
+    return told;
 }
 
-void TagFanOut::closeRecordingAfter(const std::string& error) noexcept {
-    if (recording) {
-        recording->closeAfter(error);
-    }
+// What was handed over is in the file or on its way.
+void TagFanOut::countWritten() {
+    counts.recording.recorded = recording->written();
+    counts.recording.waiting = handed - counts.recording.recorded;
 }
 
-void TagFanOut::passOnNotice() {
-    if (const auto notice = recording->takeNotice()) {
+void TagFanOut::passOnNotices() {
+    while (const auto notice = recording->takeNotice()) {
         events.recordingNotice(*notice);
     }
 }
 
-void TagFanOut::end(quint64 pulled, quint64 masked) {
+void TagFanOut::end(quint64 pulled, quint64 masked, bool failed) {
     counts.ended = true;
     batch.clear();
     counts.gui.discarded += std::exchange(counts.gui.waiting, 0);
     const quint64 kept = pulled - masked;
-    const auto cutRest = [](auto& stage, quint64 reached) {
+    const auto settle = [](auto& stage, quint64 reached, quint64& restOfIt) {
         stage.offered = reached;
-        stage.cut = 0;
-        stage.cut = reached - accountedFor(stage);
+        restOfIt += reached - accountedFor(stage);
     };
     if (recording) {
-        cutRest(counts.recording, kept);
+        countWritten();
+        counts.recording.waiting = 0;
+        settle(counts.recording, kept, counts.recording.cut);
     }
     if (relay != nullptr) {
-        cutRest(counts.relay, pulled);
+        settle(counts.relay, pulled, counts.relay.cut);
     }
-    cutRest(counts.gui, kept);
+    settle(counts.gui, kept, failed ? counts.gui.cut : counts.gui.discarded);
 }
 
 void TagFanOut::emitBatch() {

@@ -11,9 +11,9 @@
 #include "UiTagFlow.h"
 #include "UiTimeTag.h"
 
+#include <exception>
 #include <memory>
 #include <span>
-#include <string>
 
 namespace qorn::relay {
 class RelayServer;
@@ -28,30 +28,39 @@ public:
     TagFanOut(std::unique_ptr<TagRecording> tagRecording, relay::RelayServer* relayServer,
               MeasurementEvents& receiver, int batchSize, int maxUiTagsPerSecond, LoopClock::TimePoint start);
 
-    // Each takes one pass, empty passes too. Throw the recording's failure. A batch for which the GUI has no
-    // room is dropped and counted; recording and relay do not suffer.
+    // Each takes one pass, empty passes too; a recording may get passes that the others do not. Throw the
+    // recording's failure. A batch for which the GUI has no room is dropped and counted; recording and relay
+    // do not suffer.
     void record(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now);
     void publish(std::span<const timing::TimeTag> tags);
     void show(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now);
 
+    // True while tags are recorded: there is a recording whose maximum duration has not passed.
+    bool isRecording() const { return recording && recording->isActive(); }
+
     // Hands out a partly filled batch.
     void flush();
-    // Drops a partly filled batch, and counts what the loop has pulled and not carried to the end as cut by
-    // an error. Nothing is shown afterwards.
-    void end(quint64 pulled, quint64 masked);
-    // The counts of recording, relay and GUI; they balance between passes.
+
+    // Ends the recording, if any, and waits until all that is queued for it is in its file: as the operator's
+    // stop, or for a capture that has failed, which the recording tells. Gives the capture's failure, which
+    // is the recording's own when there was none before.
+    std::exception_ptr closeRecording(const std::exception_ptr& failure = nullptr);
+
+    // The end of a capture, behind that of its recording: the counts are final and exact. Drops a partly
+    // filled batch. What the loop has pulled and not carried to a receiver was cut by the error, or else it
+    // was left out at the stop. Nothing is shown afterwards.
+    void end(quint64 pulled, quint64 masked, bool failed);
+
+    // The counts of recording, relay and GUI; they balance.
     const UiTagFlow& flow() const { return counts; }
     // So many tags in all were lost in the reader before those that come next: the recording tells of it.
     // Throws the recording's failure.
     void noteDropped(quint64 dropped);
-    // Writes what is queued for the recording. Throws its failure.
-    void closeRecording();
-    // The same for a capture that ends with this text, which the recording tells. Swallows its failure.
-    void closeRecordingAfter(const std::string& error) noexcept;
 
 private:
     void emitBatch();
-    void passOnNotice();
+    void countWritten();
+    void passOnNotices();
 
     std::unique_ptr<TagRecording> recording;
     relay::RelayServer* relay;
@@ -61,7 +70,8 @@ private:
     LoopClock::TimePoint lastEmission;
     UiTimeTagBatch batch;
     UiTagFlow counts;
-    quint64 noted = 0; // tags lost in the reader that the recording knows of
+    quint64 handed = 0; // tags, to the recording
+    quint64 noted = 0;  // tags lost in the reader that the recording knows of
 };
 
 } // namespace qorn::timetagger::gui

@@ -34,8 +34,18 @@ void TagFlowMeter::watch(LoopClock::TimePoint now) {
         return;
     }
     refreshSource();
-    if (latest.source.dropped != told.source.dropped) {
+    if (latest.source.dropped != told.source.dropped ||
+        latest.source.skippedBytes != told.source.skippedBytes) {
         report(now);
+    }
+}
+
+void TagFlowMeter::pause(const UiTagFlow& counts) {
+    const std::lock_guard lock(mutex);
+    latest = counts;
+    refreshSource();
+    if (latest != told) {
+        report(reported);
     }
 }
 
@@ -51,7 +61,8 @@ void TagFlowMeter::finish(const UiTagFlow& counts) {
 void TagFlowMeter::refreshSource() {
     if (reader != nullptr) {
         const timing::TagStreamReader::Counts counts = reader->counts();
-        latest.source = {counts.decoded, counts.taken, counts.dropped, counts.queued, 0};
+        latest.source = {counts.decoded,      counts.taken, counts.dropped, counts.queued, 0,
+                         counts.skipped_bytes};
     }
 }
 

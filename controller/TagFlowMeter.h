@@ -27,6 +27,8 @@ public:
     void update(const UiTagFlow& counts, LoopClock::TimePoint now);
     // Reports when it is time and tags have been dropped since the last report. The reader's thread.
     void watch(LoopClock::TimePoint now);
+    // The counts of a loop that has ended, ahead of what may take long: reported now when they differ.
+    void pause(const UiTagFlow& counts);
     // The last counts, which are always reported. The reader has been stopped.
     void finish(const UiTagFlow& counts);
 

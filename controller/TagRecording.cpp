@@ -17,8 +17,6 @@ namespace {
 
 using Entry = AsyncDecodedQorntsWriter::Entry;
 
-constexpr std::chrono::seconds kRefreshInterval{4}; // five at most, with the writer's own time
-
 std::string creationTime() {
     return QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toStdString();
 }
@@ -67,8 +65,7 @@ std::unique_ptr<TagRecording> TagRecording::start(const UiTimeTagRecordingConfig
 
 TagRecording::TagRecording(const UiTimeTagRecordingConfig& recording, const timing::StreamFileHeader& first,
                            LoopClock::TimePoint now)
-    : config(recording), header(first), writer(recording.path, first), recordingBegin(now), partBegin(now),
-      refreshed(now) {}
+    : config(recording), header(first), writer(recording.path, first), recordingBegin(now), partBegin(now) {}
 
 void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now) {
     if (!active) {
@@ -87,7 +84,6 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
         entry.header = header;
         writer.enqueue(std::move(entry));
         partBegin = now;
-        refreshed = now;
         times.restart();
     }
     if (!tags.empty()) {
@@ -96,10 +92,6 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
         timing::appendDecodedQorntsTags(entry.payload, tags);
         writer.enqueue(std::move(entry));
         lastTime = tags.back().timestamp_ps;
-    }
-    if (now - refreshed >= kRefreshInterval) {
-        writer.refreshCompanion();
-        refreshed = now;
     }
 }
 

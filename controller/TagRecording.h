@@ -28,8 +28,8 @@ public:
                                                const timing::StreamFileHeader& stream,
                                                LoopClock::TimePoint now);
 
-    // One pass: ends or rotates the recording when its time has come, then records the tags, and refreshes
-    // the companion each 4 s. Blocks while the writer lags. Throws the writer's failure.
+    // One pass: ends or rotates the recording when its time has come, then records the tags. Blocks while the
+    // writer lags. Throws the writer's failure.
     void append(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now);
 
     // False once the maximum duration has ended it: what is appended then is not recorded.
@@ -47,7 +47,11 @@ public:
     // capture's own is the one to show.
     void closeAfter(const std::string& error) noexcept;
 
-    // A text for the operator when the companion could not be written; given once. The recording goes on.
+    // Tags in the files so far; no more of them when it is closed.
+    std::uint64_t written() const { return writer.written(); }
+
+    // A text for the operator when the companion could not be written, or the file is not in its place any
+    // more; each is given once. The recording goes on.
     std::optional<QString> takeNotice() { return writer.takeNotice(); }
 
 private:
@@ -59,7 +63,6 @@ private:
     AsyncDecodedQorntsWriter writer;
     LoopClock::TimePoint recordingBegin;
     LoopClock::TimePoint partBegin;
-    LoopClock::TimePoint refreshed; // the companion
     timing::RecordTimes times;
     std::optional<std::int64_t> lastTime; // of the tags, in ps
     int partIndex = 0;

@@ -14,6 +14,9 @@ struct UiTagFlow {
         quint64 dropped = 0;   // thrown away because the reader's queue was full: these are nowhere
         quint64 waiting = 0;   // in the reader's queue now
         quint64 discarded = 0; // in the reader's queue when the capture ended
+        // Of the instrument's stream, behind its first tag: bytes that the decoder could not read. How many
+        // tags they held is not known, so these stand beside the balance.
+        quint64 skippedBytes = 0;
         bool balances() const { return received == pulled + dropped + waiting + discarded; }
         bool operator==(const Source&) const = default;
     };
@@ -21,10 +24,11 @@ struct UiTagFlow {
     // From the loop to the recording. All 0 without one.
     struct Recording {
         quint64 offered = 0;
-        quint64 recorded = 0; // handed to the writer
+        quint64 recorded = 0; // in the file
         quint64 afterEnd = 0; // came after the maximum duration
-        quint64 cut = 0;      // by an error
-        bool balances() const { return offered == recorded + afterEnd + cut; }
+        quint64 cut = 0;      // by an error: on the way to the file, or to come
+        quint64 waiting = 0;  // on the way to the file now
+        bool balances() const { return offered == recorded + afterEnd + cut + waiting; }
         bool operator==(const Recording&) const = default;
     };
 
@@ -46,7 +50,7 @@ struct UiTagFlow {
         quint64 thinned = 0;   // beyond the rate budget
         quint64 backlog = 0;   // the GUI thread had too much queued
         quint64 waiting = 0;   // in the partly filled batch now
-        quint64 discarded = 0; // in the partly filled batch when the capture ended
+        quint64 discarded = 0; // when the capture ended: in the partly filled batch, or recorded behind it
         quint64 cut = 0;       // by an error
         bool balances() const { return offered == sent + thinned + backlog + waiting + discarded + cut; }
         bool operator==(const Gui&) const = default;

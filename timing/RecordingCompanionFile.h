@@ -29,10 +29,18 @@ std::string companion_to_json(const RecordingCompanion& companion);
 // written, or says what cannot be.
 RecordingCompanion companion_from_json(std::string_view json);
 
-// Writes "<path>.json" by way of "<path>.json.part", so that it is never seen half written. Gives what went
-// wrong, and nothing when all is well; an earlier companion is then as it was.
+// Whether the disk is to keep room for the next companion of the file, which "<path>.json.part" then holds.
+enum class CompanionRoom { GiveBack, Keep };
+
+// Writes "<path>.json" by way of "<path>.json.part", which is on the disk before it takes the other's place:
+// it is never seen half written. Uses the room that was kept, if any; that room cannot be kept is no failure.
+// Gives what went wrong, and nothing when all is well; an earlier companion is then as it was.
 std::optional<std::string> write_companion(const std::filesystem::path& streamFile,
-                                           const RecordingCompanion& companion);
+                                           const RecordingCompanion& companion,
+                                           CompanionRoom room = CompanionRoom::GiveBack);
+
+// Gives back the room that was kept; nothing when there is none.
+void give_back_companion_room(const std::filesystem::path& streamFile);
 
 // The companion of the stream file, or nothing when there is none. Throws CompanionFault.
 std::optional<RecordingCompanion> read_companion(const std::filesystem::path& streamFile);

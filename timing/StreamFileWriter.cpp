@@ -3,11 +3,15 @@
 #include "Error.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <limits>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace qorn::timing {
@@ -16,6 +20,8 @@ namespace {
 constexpr std::size_t kBufferBytes = 1048576;
 constexpr std::size_t kDirectBytes = 65536; // and more are not worth a copy
 constexpr std::uint64_t kPageBytes = 4096;
+constexpr int kLockTries = 50;
+constexpr std::chrono::milliseconds kLockPause{2};
 
 std::uint64_t record_bytes(StreamFormat format) {
     switch (format) {
@@ -38,25 +44,63 @@ std::vector<std::uint8_t> head_of(const std::string& json) {
     return bytes;
 }
 
+bool isRegular(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+FileDescriptor openFor(const std::string& path, StreamFileWriter::Existing existing) {
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_CLOEXEC; // an emptying open would not wait for the lock
+    if (existing == StreamFileWriter::Existing::Refuse) {
+        FileDescriptor made(::open(path.c_str(), kFlags | O_EXCL, 0666));
+        if (made.is_open() || errno != EEXIST) {
+            return made;
+        }
+        if (isRegular(path)) {
+            throw Error(TT_FILE_ERROR, "StreamFileWriter: there is such a file already: " + path);
+        }
+    }
+    return FileDescriptor(::open(path.c_str(), kFlags, 0666));
+}
+
+// False when another writer has the file. A tool that asks whether it is being written has the lock for a
+// moment, and where there are no locks, it does without.
+bool lock(const FileDescriptor& file) {
+    for (int left = kLockTries; ::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;) {
+        if (--left == 0) {
+            return false;
+        }
+        std::this_thread::sleep_for(kLockPause);
+    }
+    return true;
+}
+
 } // namespace
 
 StreamFileWriter::~StreamFileWriter() {
     flushBuffer();
 }
 
-void StreamFileWriter::open(const std::string& path, const StreamFileHeader& header) {
+void StreamFileWriter::open(const std::string& path, const StreamFileHeader& header, Existing existing) {
     if (file.is_open()) {
         flushBuffer();
         file.close();
     }
+    FileDescriptor opened = openFor(path, existing);
+    if (!opened.is_open()) {
+        throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
+    }
+    if (!lock(opened)) {
+        throw Error(TT_FILE_ERROR, "StreamFileWriter: is being written by another program: " + path);
+    }
+    if (isRegular(path) && ::ftruncate(opened.get(), 0) != 0) {
+        throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
+    }
+    file = std::move(opened);
+    filePath = path;
     buffer.assign(kBufferBytes, 0);
     buffered = 0;
     failed = false;
-    file = FileDescriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (!file.is_open()) {
-        throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
-    }
-    ::flock(file.get(), LOCK_EX | LOCK_NB); // where there are no locks, it does without
     const std::string json = detail::stream_header_to_json(header);
     if (json.size() > std::numeric_limits<std::uint32_t>::max()) {
         throw Error(TT_FAILED, "StreamFileWriter: header is too large");
@@ -98,6 +142,18 @@ void StreamFileWriter::close() {
     if (!file.close() || !written) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: payload write failed");
     }
+}
+
+bool StreamFileWriter::is_in_place() const {
+    struct stat written {};
+    struct stat found {};
+    if (!file.is_open() || ::fstat(file.get(), &written) != 0) {
+        return true;
+    }
+    if (::stat(filePath.c_str(), &found) != 0) {
+        return errno != ENOENT && errno != ENOTDIR; // what cannot be told is no alarm
+    }
+    return found.st_dev == written.st_dev && found.st_ino == written.st_ino;
 }
 
 void StreamFileWriter::requireOpen() const {

@@ -27,9 +27,14 @@ public:
     using RecordSink = std::function<void(std::span<const std::uint8_t>)>;
     void set_record_sink(RecordSink receiver) { sink = std::move(receiver); }
 
-    // Closes an open file, truncates `path` (UTF-8) and writes the header. Throws Error with status -2 when
-    // the file cannot be opened or written, -1 when the header is too large.
-    void open(const std::string& path, const StreamFileHeader& header);
+    // What becomes of a file that is there already: it is emptied, or opening is refused unless it is none
+    // of a file system, such as a pipe.
+    enum class Existing { Empty, Refuse };
+
+    // Closes an open file, opens `path` (UTF-8) and writes the header. Throws Error with status -2 when the
+    // file cannot be opened or written, or is locked by another writer, which keeps what is in it; -1 when
+    // the header is too large.
+    void open(const std::string& path, const StreamFileHeader& header, Existing existing = Existing::Empty);
 
     // Appends whole records; small amounts wait in a buffer. Throws Error: -6 when no file is open or an
     // earlier write failed, -1 for a null pointer with a size, -2 when the write fails.
@@ -46,6 +51,10 @@ public:
     std::span<const std::uint8_t> head() const { return headImage; } // of the latest file: up to its records
     std::uint64_t bytes_written() const { return bytesWritten; }     // header included
 
+    // False when the path of the open file leads to it no more: it was removed, moved or replaced. Its
+    // records still go to it.
+    bool is_in_place() const;
+
 private:
     void requireOpen() const;
     bool flushBuffer();
@@ -56,6 +65,7 @@ private:
     void tellSink(std::span<const std::uint8_t> taken) const;
 
     FileDescriptor file;
+    std::string filePath;
     RecordSink sink;
     std::vector<std::uint8_t> headImage;
     std::vector<std::uint8_t> buffer;

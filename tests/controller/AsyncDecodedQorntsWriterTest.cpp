@@ -131,6 +131,18 @@ TEST_F(RecordingWriter, TheFirstFileIsOpenedOnTheCallersSide) {
     EXPECT_EQ(std::string(error->what()), "StreamFileWriter: cannot open " + missing.toStdString());
 }
 
+TEST_F(RecordingWriter, NoFileTakesThePlaceOfAnother) {
+    qorn::testing::writeBytes(path.toStdString(), qorn::testing::Bytes{1, 2, 3});
+    const auto error = errorOf([&] { AsyncDecodedQorntsWriter writer(path, headerOf("x")); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(std::string(error->what()),
+              "StreamFileWriter: there is such a file already: " + path.toStdString());
+    AsyncDecodedQorntsWriter writer(second, headerOf("first"));
+    writer.enqueue(rotateTo(path, "second"));
+    EXPECT_EQ(test::failureOf([&] { writer.close(); }), error->what());
+    EXPECT_EQ(qorn::testing::readBytes(path.toStdString()), (qorn::testing::Bytes{1, 2, 3}));
+}
+
 TEST_F(RecordingWriter, ClosingIsIdempotent) {
     AsyncDecodedQorntsWriter writer(path, headerOf("first"));
     writer.close();

@@ -1,6 +1,7 @@
 // The way of the tags through a running capture.
 #include "CaptureLoop.h"
 
+#include "BlockedFile.h"
 #include "Device.h"
 #include "LoopTestSupport.h"
 #include "RecordingCompanionFile.h"
@@ -11,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 namespace qorn::timetagger::gui {
@@ -295,6 +297,76 @@ TEST_F(Capture, WhatWasDecodedBeforeAFailureIsInTheFile) {
     };
     EXPECT_EQ(test::failureOf([this] { run(); }), "read_stream_bytes: general failure (unplugged)");
     EXPECT_EQ(test::readRecording(request.recording.path).tags, tagsFrom(0, 1234));
+}
+
+TEST_F(Capture, AStopLosesNothingThatWasReceivedForTheRecordingAndThoseWhoFollow) {
+    request.recording.path = QString::fromStdString(folder.file("run.qornts"));
+    request.batchSize = 100;
+    pieces.push_back(wordsOf(tagsFrom(0, 12'345)));
+    whenAllIsRead([this] { stop = true; });
+    test::LoopbackServer server;
+    test::LoopbackClient follower(server.endpoint());
+    ASSERT_TRUE(server.waitForClients(1));
+    run(server.get());
+    EXPECT_EQ(test::readRecording(request.recording.path).tags, tagsFrom(0, 12'345));
+    ASSERT_TRUE(follower.waitForTags(12'345));
+    EXPECT_EQ(follower.tags(), tagsFrom(0, 12'345));
+    EXPECT_TRUE(events.batches().empty());
+    const UiTagFlow flow = events.flows().back();
+    EXPECT_TRUE(flow.balances());
+    EXPECT_EQ(flow.source.discarded, 0U);
+    EXPECT_EQ(flow.recording.recorded, 12'345U);
+    EXPECT_EQ(flow.gui.discarded, 12'345U);
+    EXPECT_EQ(flow.relay.published, 12'345U);
+    EXPECT_EQ(timing::read_companion(request.recording.path.toStdString())->end, timing::PartEnd::Operator);
+}
+
+TEST_F(Capture, AStopBehindTheMaximumDurationRecordsNothingMore) {
+    request.recording = {QString::fromStdString(folder.file("run.qornts")), 0, 10};
+    request.batchSize = 100;
+    pieces.push_back(wordsOf(tagsFrom(0, 12'345)));
+    whenAllIsRead([this] {
+        clock.advance(10s);
+        stop = true;
+    });
+    run();
+    EXPECT_TRUE(test::readRecording(request.recording.path).tags.empty());
+    const UiTagFlow flow = events.flows().back();
+    EXPECT_TRUE(flow.balances());
+    EXPECT_EQ(flow.recording.recorded, 0U);
+    EXPECT_EQ(flow.recording.afterEnd, 100U);
+    EXPECT_EQ(flow.source.discarded, 12'245U);
+    EXPECT_EQ(timing::read_companion(request.recording.path.toStdString())->end, timing::PartEnd::Duration);
+}
+
+TEST_F(Capture, AStopWithoutARecordingLeavesTheRestToTheReader) {
+    request.batchSize = 100;
+    pieces.push_back(wordsOf(tagsFrom(0, 12'345)));
+    whenAllIsRead([this] { stop = true; });
+    run();
+    EXPECT_TRUE(events.batches().empty());
+    EXPECT_EQ(events.flows().back().source.discarded, 12'345U);
+    EXPECT_EQ(events.flows().back().source.pulled, 0U);
+}
+
+TEST_F(Capture, TheLastReportWaitsForTheFileAndAnotherDoesNot) {
+    test::BlockedFile file;
+    request.recording.path = file.path();
+    request.batchSize = 1 << 20; // 8 MiB of which no pipe takes all
+    pieces.push_back(wordsOf(tagsFrom(0, 1 << 20)));
+    whenAllIsRead([this] { stop = true; });
+    std::thread capture([this] { run(); });
+    const auto limit = std::chrono::steady_clock::now() + qorn::testing::kEventLimit;
+    while (events.flows().empty() && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(std::ranges::none_of(events.flows(), &UiTagFlow::ended));
+    file.drain();
+    capture.join();
+    ASSERT_GE(events.flows().size(), 2U);
+    EXPECT_TRUE(events.flows().back().ended);
+    EXPECT_EQ(events.flows().back().recording.recorded, std::size_t{1} << 20);
+    file.finish();
 }
 
 TEST_F(Capture, FailuresOfTheCleanUpDoNotHideTheFirst) {

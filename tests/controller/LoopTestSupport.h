@@ -11,6 +11,7 @@
 #include <QJsonObject>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <condition_variable>
@@ -40,6 +41,7 @@ public:
     void tagsBatch(UiTimeTagBatch batch) override;
     void tagsLost(quint64 count) override;
     void tagFlow(const UiTagFlow& flow) override;
+    void recordingNotice(const QString& text) override { notices.append(text); }
 
     std::vector<timing::ReferenceClockStatus> clockStatuses() const;
     std::vector<UiCounterSample> samples() const;
@@ -50,6 +52,8 @@ public:
     std::vector<quint64> losses() const;
     std::vector<UiTagFlow> flows() const;
     bool waitForTags(std::size_t count) const; // false at the limit
+
+    QStringList notices; // of the recording; read when the loop has ended
 
     // Set before the loop runs.
     std::function<void(std::size_t)> onSample; // with the number of samples of its kind so far

@@ -13,6 +13,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <type_traits>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -26,6 +27,15 @@ using timing::RecordingCompanion;
 
 constexpr LoopClock::TimePoint kStart{1h};
 constexpr std::int64_t kSecond = 1'000'000'000'000;
+
+static_assert(!std::is_copy_constructible_v<CompanionKeeper>, "the file's writer knows its place");
+
+AsyncDecodedQorntsWriter::Entry dataOf(const Tags& tags) {
+    AsyncDecodedQorntsWriter::Entry entry;
+    entry.payload = test::wordsOf(tags);
+    entry.times = timing::RecordTimes().of(tags);
+    return entry;
+}
 
 class Companions : public ::testing::Test {
 protected:
@@ -152,17 +162,21 @@ TEST_F(Companions, TellOfAFullDiskExactlyWhatIsInTheFile) {
     }
 }
 
-TEST_F(Companions, ARotationThatCannotOpenIsStillARotation) {
+TEST_F(Companions, ARotationThatCannotOpenTheNextPartTellsWhyTheRecordingEnded) {
     const auto recording = start(10);
     recording->append(tagsFrom(0, 10), kStart);
     std::filesystem::create_directory(file("run_part002.qornts"));
-    EXPECT_NE(test::failureOf([&] {
-                  recording->append(tagsFrom(10, 1), kStart + 10s);
-                  recording->close();
-              }),
-              "");
-    EXPECT_EQ(of(path).end, PartEnd::Rotation);
+    const std::string failure = test::failureOf([&] {
+        recording->append(tagsFrom(10, 1), kStart + 10s);
+        recording->close();
+    });
+    test::failureOf([&] { recording->close(); });
+    EXPECT_EQ(failure, "StreamFileWriter: cannot open " + file("run_part002.qornts"));
+    EXPECT_EQ(of(path).end, PartEnd::Error);
+    EXPECT_EQ(of(path).error, failure);
     EXPECT_EQ(of(path).records, 10U);
+    EXPECT_EQ(of(path).losses, (std::vector<timing::RecordingLoss>{{10, 9000, "writer", 1}}));
+    EXPECT_FALSE(std::filesystem::exists(path + ".json.part"));
     EXPECT_FALSE(std::filesystem::exists(file("run_part002.qornts.json")));
 }
 
@@ -173,37 +187,104 @@ TEST_F(Companions, AreThereFromTheBeginningOn) {
     }));
 }
 
-TEST_F(Companions, AreRefreshedWithinFiveSeconds) {
-    const auto recording = start();
-    const auto has = [](std::uint64_t records) {
-        return [records](const RecordingCompanion& companion) {
-            return companion.end == PartEnd::Open && companion.records == records;
-        };
-    };
-    recording->append(tagsFrom(0, 10), kStart + 1s);
-    recording->append({}, kStart + 5s); // also of a stream that is silent since
-    EXPECT_TRUE(comes(has(10)));
-    recording->append(tagsFrom(10, 10), kStart + 8s);
-    recording->append(tagsFrom(20, 10), kStart + 10s);
-    EXPECT_TRUE(comes(has(30)));
-    EXPECT_FALSE(recording->takeNotice().has_value());
+TEST_F(Companions, AreRefreshedByTheWriterItselfWhateverTheCaptureDoes) {
+    static_assert(AsyncDecodedQorntsWriter::kRefreshInterval < 5s);
+    AsyncDecodedQorntsWriter writer(QString::fromStdString(path), {}, 1ms);
+    for (const std::int64_t tags : {10, 20, 30}) { // nothing follows that could make it
+        writer.enqueue(dataOf(tagsFrom(tags - 10, 10)));
+        EXPECT_TRUE(comes([tags](const RecordingCompanion& companion) {
+            return companion.end == PartEnd::Open && companion.records == static_cast<std::uint64_t>(tags);
+        }));
+    }
+    EXPECT_FALSE(writer.takeNotice().has_value());
 }
 
-TEST_F(Companions, AreNotRewrittenMoreOftenNorForNothing) {
-    const auto recording = start();
-    ASSERT_TRUE(comes([](const RecordingCompanion&) { return true; }));
-    const auto remove = [&] { return std::filesystem::remove(path + ".json"); };
-    recording->append(tagsFrom(0, 10), kStart + 5s);
-    EXPECT_TRUE(comes([](const RecordingCompanion& companion) { return companion.records == 10; }));
-    ASSERT_TRUE(remove());
-    recording->append({}, kStart + 10s);               // nothing new
-    recording->append(tagsFrom(10, 10), kStart + 13s); // not yet
-    // The entries are carried out in turn: the next refresh is the first to be seen.
-    recording->append(tagsFrom(20, 1), kStart + 15s);
+TEST_F(Companions, AreRefreshedAmidWhatIsQueuedForASlowDisk) {
+    constexpr std::size_t kTags = 4 << 20; // one order of 32 MiB
+    AsyncDecodedQorntsWriter writer(QString::fromStdString(path), {}, 0ms);
+    writer.enqueue(dataOf(tagsFrom(0, kTags)));
     EXPECT_TRUE(comes([](const RecordingCompanion& companion) {
-        EXPECT_EQ(companion.records, 21U);
-        return true;
+        return companion.records > 0 && companion.records < kTags;
     }));
+    writer.close();
+    EXPECT_EQ(of(path).records, kTags);
+}
+
+TEST_F(Companions, AreNotRewrittenForNothing) {
+    AsyncDecodedQorntsWriter writer(QString::fromStdString(path), {}, 1ms);
+    writer.enqueue(dataOf(tagsFrom(0, 10)));
+    ASSERT_TRUE(comes([](const RecordingCompanion& companion) { return companion.records == 10; }));
+    ASSERT_TRUE(std::filesystem::remove(path + ".json"));
+    const auto watched = std::chrono::steady_clock::now() + 50ms;
+    while (std::chrono::steady_clock::now() < watched) {
+        ASSERT_FALSE(std::filesystem::exists(path + ".json"));
+    }
+    writer.enqueue(dataOf(tagsFrom(10, 1)));
+    EXPECT_TRUE(comes([](const RecordingCompanion& companion) { return companion.records == 11; }));
+}
+
+// Somebody takes the file away while it is recorded.
+struct Displacement {
+    const char* name;
+    std::function<void(const std::string& path)> act;
+    bool folderStays = true;
+};
+class DisplacedFile : public Companions, public ::testing::WithParamInterface<Displacement> {};
+
+TEST_P(DisplacedFile, IsToldOnceByNoticeAndCompanionAndEndsNothing) {
+    std::filesystem::create_directory(file("sub"));
+    path = file("sub/run.qornts");
+    AsyncDecodedQorntsWriter writer(QString::fromStdString(path), {}, 1ms);
+    writer.enqueue(dataOf(tagsFrom(0, 10)));
+    ASSERT_TRUE(comes([](const RecordingCompanion& companion) { return companion.records == 10; }));
+    EXPECT_EQ(of(path).error, "");
+    GetParam().act(path);
+    std::optional<QString> notice;
+    const auto limit = std::chrono::steady_clock::now() + qorn::testing::kEventLimit;
+    while (!notice && std::chrono::steady_clock::now() < limit) {
+        notice = writer.takeNotice();
+    }
+    ASSERT_TRUE(notice.has_value()) << "also while no tags come";
+    EXPECT_EQ(notice->toStdString(), "The file of the recording was removed, moved or replaced: " + path);
+    writer.enqueue(dataOf(tagsFrom(10, 10)));
+    EXPECT_NO_THROW(writer.close());
+    EXPECT_FALSE(writer.takeNotice().has_value());
+    EXPECT_EQ(writer.written(), 20U) << "the open file takes them still";
+    if (GetParam().folderStays) {
+        EXPECT_EQ(of(path).end, PartEnd::Operator);
+        EXPECT_EQ(of(path).error, "the file was removed, moved or replaced while it was recorded");
+        EXPECT_EQ(of(path).records, 20U);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, DisplacedFile,
+    ::testing::Values(
+        Displacement{"Removed", [](const std::string& path) { std::filesystem::remove(path); }},
+        Displacement{"Moved",
+                     [](const std::string& path) { std::filesystem::rename(path, path + ".moved"); }},
+        Displacement{"Replaced",
+                     [](const std::string& path) {
+                         qorn::testing::writeBytes(path + ".new", qorn::testing::Bytes{1, 2, 3});
+                         std::filesystem::rename(path + ".new", path);
+                     }},
+        Displacement{"FolderMoved",
+                     [](const std::string& path) {
+                         const std::filesystem::path sub = std::filesystem::path(path).parent_path();
+                         std::filesystem::rename(sub, sub.string() + ".moved");
+                     },
+                     false}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(Companions, TellAtTheLatestAtTheEndThatTheFileIsGone) {
+    const auto recording = start();
+    recording->append(tagsFrom(0, 10), kStart);
+    ASSERT_TRUE(comes([](const RecordingCompanion&) { return true; }));
+    std::filesystem::remove(path);
+    recording->close();
+    EXPECT_TRUE(recording->takeNotice().has_value());
+    EXPECT_NE(of(path).error, "");
+    EXPECT_EQ(of(path).records, 10U);
 }
 
 TEST_F(Companions, KnowTrueTimesOverSilencesAndTheParts) {
@@ -253,6 +334,19 @@ TEST_F(Companions, ThatCannotBeWrittenAreToldOnceAndHarmNothing) {
     EXPECT_EQ(test::readRecording(QString::fromStdString(path)).tags, tagsFrom(0, 10));
     EXPECT_FALSE(std::filesystem::exists(path + ".json"));
     EXPECT_EQ(of(file("run_part002.qornts")).records, 10U) << "the next part has one again";
+}
+
+TEST_F(Companions, ThatCannotBeWrittenAreToldOfForEachPart) {
+    std::filesystem::create_directory(file("run.qornts.json.part"));
+    std::filesystem::create_directory(file("run_part002.qornts.json.part"));
+    const auto recording = start(10);
+    recording->append(tagsFrom(0, 10), kStart);
+    recording->append(tagsFrom(10, 10), kStart + 10s);
+    recording->close();
+    EXPECT_TRUE(recording->takeNotice().value_or(QString()).contains(QStringLiteral("run.qornts.json")));
+    EXPECT_TRUE(
+        recording->takeNotice().value_or(QString()).contains(QStringLiteral("run_part002.qornts.json")));
+    EXPECT_FALSE(recording->takeNotice().has_value());
 }
 
 TEST_F(Companions, OfOtherRecordingsAreNotReplaced) {

@@ -158,6 +158,35 @@ TEST(SlowDisk, HoldsUpTheCaptureAndLosesNothing) {
     EXPECT_TRUE(events.losses().empty());
 }
 
+TEST(CompanionOfAController, ThatCannotBeWrittenIsShownAndTheCaptureGoesOn) {
+    TemporaryFolder folder;
+    const std::string path = folder.file("run.qornts");
+    std::filesystem::create_directory(path + ".json.part");
+    qorn::testing::ScopedDriver driver;
+    DeviceController controller;
+    test::SignalRecorder signalled(&controller);
+    controller.openPort(QStringLiteral("ftdi://SN0001"));
+    ASSERT_TRUE(signalled.waitFor("clockStatusChanged"));
+    StreamSettings stream;
+    stream.format = StreamChoice::Raw64;
+    controller.setStreamSettings(stream);
+    signalled.clear();
+    controller.startCapture(QStringLiteral("external"), 0.0, 100, 15, 0,
+                            {QString::fromStdString(path), 0, 0});
+    ASSERT_TRUE(signalled.waitFor("captureError"));
+    EXPECT_TRUE(controller.isCapturing());
+    driver->feed(test::wordsOf(tagsFrom(0, 100)));
+    ASSERT_TRUE(signalled.waitFor("tagsBatch"));
+    controller.stopCapture();
+    ASSERT_TRUE(signalled.waitFor("captureStopped"));
+    const test::Texts errors = signalled.textsOf("captureError");
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_TRUE(errors[0].starts_with("captureError(The recording goes on without its companion file: "))
+        << errors[0];
+    EXPECT_EQ(signalled.texts().back(), "captureStopped()");
+    EXPECT_EQ(readRecording(QString::fromStdString(path)).tags, tagsFrom(0, 100));
+}
+
 TEST(FullDiskOfAController, IsShownAndTheCaptureEnds) {
     TemporaryFolder folder;
     const std::string path = folder.file("run.qornts");

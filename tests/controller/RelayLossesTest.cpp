@@ -104,7 +104,9 @@ protected:
             return;
         }
         EXPECT_EQ(flow.recording.offered, kept.size());
+        EXPECT_EQ(flow.recording.waiting, 0U);
         if (run.plan.diskFull) {
+            EXPECT_EQ(flow.recording.recorded, 0U);
             return;
         }
         EXPECT_EQ(flow.recording.cut, 0U);

@@ -1,10 +1,15 @@
 #include "TagFanOut.h"
 
+#include "BlockedFile.h"
 #include "LoopTestSupport.h"
 #include "RelaySupport.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -114,7 +119,7 @@ TEST_F(FanOut, TheRecordingIsCompleteWhateverTheBudget) {
         fan.record(tags, kStart);
         fan.show(tags, kStart);
     }
-    fan.closeRecording();
+    EXPECT_EQ(fan.closeRecording(), nullptr);
     EXPECT_EQ(test::readRecording(path).tags, tagsFrom(0, 1000));
     fan.flush();
     EXPECT_EQ(events.tagCount(), 1U);
@@ -124,8 +129,52 @@ TEST_F(FanOut, WithoutReceiversNothingHappens) {
     TagFanOut fan = make(10);
     fan.record(tagsFrom(0, 10), kStart);
     fan.publish(tagsFrom(0, 10));
-    EXPECT_NO_THROW(fan.closeRecording());
+    EXPECT_EQ(fan.closeRecording(), nullptr);
     EXPECT_TRUE(events.batches().empty());
+}
+
+TEST_F(FanOut, NoticesOfTheRecordingArePassedOnAlsoWhenTheCaptureFails) {
+    for (const bool fails : {false, true}) {
+        const qorn::testing::TemporaryFolder folder;
+        std::filesystem::create_directory(folder.file("run.qornts.json.part"));
+        const QString path = QString::fromStdString(folder.file("run.qornts"));
+        TagFanOut fan = make(10, 0, nullptr, TagRecording::start({path, 0, 0}, {}, kStart));
+        const auto failure = fails ? std::make_exception_ptr(std::runtime_error("gone")) : nullptr;
+        EXPECT_EQ(fan.closeRecording(failure), failure);
+        const QStringList notices = std::exchange(events.notices, {});
+        ASSERT_EQ(notices.size(), 1) << fails;
+        EXPECT_TRUE(
+            notices[0].startsWith(QStringLiteral("The recording goes on without its companion file: ")))
+            << notices[0].toStdString();
+    }
+}
+
+TEST_F(FanOut, WhatIsRecordedIsInTheFileAndTheRestOnItsWay) {
+    test::BlockedFile file;
+    TagFanOut fan = make(10, 0, nullptr, TagRecording::start({file.path(), 0, 0}, {}, kStart));
+    constexpr std::size_t kTags = 65536;
+    for (std::int64_t pass = 0; pass < 8; ++pass) {
+        fan.record(tagsFrom(pass * 65536, kTags), kStart);
+        EXPECT_TRUE(fan.flow().balances());
+    }
+    EXPECT_EQ(fan.flow().recording.offered, 8 * kTags);
+    EXPECT_GT(fan.flow().recording.waiting, 6 * kTags) << "a pipe takes no more than 64 KiB";
+    file.drain();
+    EXPECT_EQ(fan.closeRecording(), nullptr);
+    EXPECT_EQ(fan.flow().recording.recorded, 8 * kTags);
+    EXPECT_EQ(fan.flow().recording.waiting, 0U);
+    file.finish();
+}
+
+TEST_F(FanOut, AFailureOfTheRecordingIsTheCapturesWhenItHasNone) {
+    TagFanOut fan =
+        make(10, 0, nullptr, TagRecording::start({QStringLiteral("/dev/full"), 0, 0}, {}, kStart));
+    const std::exception_ptr failure = fan.closeRecording();
+    ASSERT_NE(failure, nullptr);
+    EXPECT_EQ(test::failureOf([&] { std::rethrow_exception(failure); }),
+              "StreamFileWriter: payload write failed");
+    const auto earlier = std::make_exception_ptr(std::runtime_error("gone"));
+    EXPECT_EQ(fan.closeRecording(earlier), earlier);
 }
 
 TEST_F(FanOut, PublishingWaitsForAClient) {

@@ -81,15 +81,19 @@ TEST_F(RecordingOnABadDisk, AFolderThatTakesNoFilesIsTold) {
     expectNextRecordingIsWhole();
 }
 
-TEST_F(RecordingOnABadDisk, AFileThatIsRemovedUnderTheWriterEndsNothing) {
+TEST_F(RecordingOnABadDisk, AFileThatIsRemovedUnderTheWriterIsToldAndEndsNothing) {
     play();
     ASSERT_EQ(recordings().size(), 1);
-    ASSERT_TRUE(QFile::remove(recordings().constFirst().filePath()));
+    const QString path = recordings().constFirst().filePath();
+    ASSERT_TRUE(QFile::remove(path));
     const QString before = WindowStage::statusOf(*tab);
     EXPECT_TRUE(waitUntil([&] { return WindowStage::statusOf(*tab) != before; })) << "tags go on";
+    EXPECT_TRUE(stage.waitForBox("Capture error")) << "while it runs still";
+    EXPECT_EQ(stage.takeBox(),
+              QStringLiteral("The file of the recording was removed, moved or replaced: ") + path);
     EXPECT_TRUE(tab->isRunning());
     stop();
-    EXPECT_TRUE(stage.boxes().isEmpty());
+    EXPECT_TRUE(stage.boxes().isEmpty()) << "told once";
     expectNextRecordingIsWhole();
 }
 
@@ -98,7 +102,10 @@ TEST_F(RecordingOnABadDisk, AFolderThatWentIsMadeAgainByTheNextRecording) {
     ASSERT_TRUE(QDir(folder()).removeRecursively());
     EXPECT_TRUE(tab->isRunning());
     stop();
-    stage.takeBox(); // of what could not be written at the end, if there was anything
+    EXPECT_TRUE(stage.waitForBox("Capture error"));
+    EXPECT_TRUE(stage.takeBox().startsWith(
+        QStringLiteral("The file of the recording was removed, moved or replaced: ")));
+    EXPECT_TRUE(stage.boxes().isEmpty()) << "its companion went with it, which is not worth another box";
     expectNextRecordingIsWhole();
 }
 

@@ -1,12 +1,19 @@
 #include "StreamFileWriter.h"
 
 #include "Error.h"
+#include "FileDescriptor.h"
 #include "StreamBuilder.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <optional>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/file.h>
 
 namespace qorn::timing {
 namespace {
@@ -96,6 +103,65 @@ TEST_F(StreamFile, OpeningTruncatesAnEarlierFile) {
     writer.open(path, sampleHeader());
     writer.close();
     EXPECT_EQ(readBytes(path), headBytes(sampleHeader()));
+}
+
+TEST_F(StreamFile, AFileThatAnotherWriterHasIsLeftAlone) {
+    writer.open(path, sampleHeader("first"));
+    writer.append(Bytes(8, 1), 1);
+    writer.flush();
+    StreamFileWriter other;
+    expectError(errorOf([&] { other.open(path, sampleHeader("second")); }), -2,
+                "StreamFileWriter: is being written by another program: " + path);
+    EXPECT_FALSE(other.is_open());
+    EXPECT_EQ(readBytes(path), withHead(sampleHeader("first"), Bytes(8, 1)));
+    writer.close();
+    other.open(path, sampleHeader("second"));
+    other.close();
+    EXPECT_EQ(readBytes(path), headBytes(sampleHeader("second")));
+}
+
+TEST_F(StreamFile, OpeningWaitsForAToolThatLooksAtTheLock) {
+    writeBytes(path, {});
+    FileDescriptor tool(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(::flock(tool.get(), LOCK_SH | LOCK_NB), 0);
+    std::thread leaving([&tool] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5)); // well within what it waits
+        tool.close();
+    });
+    EXPECT_NO_THROW(writer.open(path, sampleHeader()));
+    leaving.join();
+}
+
+TEST_F(StreamFile, AFileThatIsThereIsRefusedWhenItIsToBeNew) {
+    constexpr auto kNew = StreamFileWriter::Existing::Refuse;
+    for (const Bytes& content : {Bytes{}, Bytes(1000, 9)}) {
+        writeBytes(path, content);
+        expectError(errorOf([&] { writer.open(path, sampleHeader(), kNew); }), -2,
+                    "StreamFileWriter: there is such a file already: " + path);
+        EXPECT_EQ(readBytes(path), content);
+    }
+    const std::string fresh = folder.file("b.qornts");
+    writer.open(fresh, sampleHeader(), kNew);
+    writer.close();
+    EXPECT_EQ(readBytes(fresh), headBytes(sampleHeader()));
+    EXPECT_NO_THROW(writer.open("/dev/null", sampleHeader(), kNew)) << "is none of a file system";
+}
+
+TEST_F(StreamFile, KnowsWhetherItIsInItsPlace) {
+    EXPECT_TRUE(writer.is_in_place()) << "nothing is open";
+    writer.open(path, sampleHeader());
+    EXPECT_TRUE(writer.is_in_place());
+    std::filesystem::rename(path, path + ".moved");
+    EXPECT_FALSE(writer.is_in_place());
+    writeBytes(path, {});
+    EXPECT_FALSE(writer.is_in_place()) << "another file has its name";
+    std::filesystem::rename(path + ".moved", path);
+    EXPECT_TRUE(writer.is_in_place());
+    std::filesystem::remove(path);
+    EXPECT_FALSE(writer.is_in_place());
+    writer.open(path, sampleHeader());
+    std::filesystem::remove_all(folder.path());
+    EXPECT_FALSE(writer.is_in_place());
 }
 
 TEST_F(StreamFile, OpeningAnOpenWriterClosesTheEarlierFileFirst) {
