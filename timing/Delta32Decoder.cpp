@@ -65,11 +65,17 @@ void Delta32Decoder::decode(StreamBuffer& raw, TagBuffer& out) {
     std::size_t index = 0;
     for (;;) {
         if (!aligned) {
+            const std::size_t unread = std::max(index, settled);
             const auto behindSync = align(raw.span(), index);
             if (!behindSync) {
-                raw.drop_front(raw.size() - std::min(raw.size() - begin, kWordBytes - 1));
+                const std::size_t gone = raw.size() - std::min(raw.size() - begin, kWordBytes - 1);
+                passOver(unread, gone);
+                settled = std::max(unread, gone) - gone;
+                raw.drop_front(gone);
                 return;
             }
+            passOver(unread, *behindSync - kWordBytes);
+            settled = 0;
             begin = *behindSync;
             index = begin;
         }
@@ -88,6 +94,7 @@ void Delta32Decoder::decode(StreamBuffer& raw, TagBuffer& out) {
                 emitTag(channel, tag);
             } else if (!acceptWord(word, tag)) {
                 loseAlignment();
+                passOver(0, kWordBytes);
             }
         }
         out.commit(tag);
@@ -194,6 +201,12 @@ void Delta32Decoder::loseAlignment() {
     beginSync();
     aligned = false;
     phase = Phase::Normal;
+}
+
+void Delta32Decoder::passOver(std::size_t from, std::size_t to) {
+    if (to > from && std::find(seen.begin(), seen.end(), true) != seen.end()) {
+        skipped += to - from;
+    }
 }
 
 void Delta32Decoder::emitTag(std::size_t channel, TimeTag*& tag) {

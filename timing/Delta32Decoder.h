@@ -17,6 +17,9 @@ public:
     // One pass: consumes whole words, appends tags in stream order.
     void decode(StreamBuffer& raw, TagBuffer& out);
 
+    // Bytes behind the first tag that were passed over for want of alignment, and the words that lost it.
+    std::uint64_t skipped_bytes() const { return skipped; }
+
 private:
     enum class Phase { Normal, AbsoluteLow, AbsoluteHigh };
 
@@ -29,6 +32,7 @@ private:
     bool acceptData(std::uint32_t word, TimeTag*& tag);
     void beginSync();
     void loseAlignment();
+    void passOver(std::size_t from, std::size_t to);
     void emitTag(std::size_t channel, TimeTag*& tag);
 
     bool aligned = false;
@@ -40,6 +44,8 @@ private:
     // These survive a loss, so that time goes on.
     std::array<std::int64_t, kChannels> last_ps{};
     std::array<bool, kChannels> seen{};
+    std::uint64_t skipped = 0;
+    std::size_t settled = 0; // bytes in front that are kept for a sync, though read or counted before
 };
 
 } // namespace qorn::timing

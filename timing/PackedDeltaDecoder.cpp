@@ -61,6 +61,8 @@ void PackedDeltaDecoder::feed_packed_delta(StreamBuffer& raw, TagBuffer& out) {
         const std::uint64_t window = load_bits(raw.span(), bit_offset + record * width);
         if (!acceptRecord(PackedFormat::split(window, format.delta_bits), record, records, tag)) {
             out.commit(tag);
+            begun = begun || tag != first;
+            skipBits(width);
             consume_packed_records(raw, record + 1);
             drop_packed_lock();
             return;
@@ -68,10 +70,12 @@ void PackedDeltaDecoder::feed_packed_delta(StreamBuffer& raw, TagBuffer& out) {
     }
     consume_packed_records(raw, records);
     if (isImbalanced({first, tag}, records)) {
+        skipBits(records * width);
         drop_packed_lock();
         return;
     }
     out.commit(tag);
+    begun = begun || tag != first;
 }
 
 PackedAlignment PackedDeltaDecoder::probe_packed_alignment(std::span<const std::uint8_t> raw, int delta_bits,
@@ -92,11 +96,13 @@ bool PackedDeltaDecoder::lock(StreamBuffer& raw) {
             debug.line("no alignment bits=", format.delta_bits, " width=", width, " raw_bytes=", raw.size());
         }
         if (raw.size() > kHopelessBytes) {
+            skipBits((raw.size() - kProbeBytes) * 8);
             raw.drop_front(raw.size() - kProbeBytes);
             bit_offset = 0;
         }
         return false;
     }
+    skipBits(found.drop_bytes * 8);
     raw.drop_front(found.drop_bytes);
     bit_offset = static_cast<unsigned>(found.bit_offset);
     locked = true;
@@ -109,6 +115,10 @@ void PackedDeltaDecoder::consume_packed_records(StreamBuffer& raw, std::uint64_t
     const std::uint64_t total = static_cast<std::uint64_t>(format.record_bits()) * count + bit_offset;
     bit_offset = total % 8;
     raw.drop_front(total / 8);
+}
+
+void PackedDeltaDecoder::skipBits(std::uint64_t bits) {
+    skipped_bits += begun ? bits : 0;
 }
 
 void PackedDeltaDecoder::drop_packed_lock() {
@@ -285,6 +295,7 @@ bool PackedDeltaDecoder::acceptData(const PackedRecord& record, std::uint64_t in
             return false;
         }
     } else if (!lane.has_prev) {
+        skipBits(static_cast<std::uint64_t>(format.record_bits()));
         return true; // before the channel's first sync a tag has no time
     } else if (!acceptDelta(channel, delta, index)) {
         return false;

@@ -29,6 +29,10 @@ public:
 
     bool is_locked() const { return locked; }
 
+    // Bytes behind the first tag, of records that showed a wrong lock and of the search for the next, and of
+    // tags that had no time behind it. To within a byte for each lock.
+    std::uint64_t skipped_bytes() const { return skipped_bits / 8; }
+
 private:
     // Per channel: the running absolute time, and the overflows since its last data record.
     struct Lane {
@@ -40,6 +44,7 @@ private:
     bool lock(StreamBuffer& raw);
     void consume_packed_records(StreamBuffer& raw, std::uint64_t count);
     void drop_packed_lock();
+    void skipBits(std::uint64_t bits);
 
     // Decodes ordinary records from `record` on and stops at the first that is none; returns its index.
     struct OrdinaryRun;
@@ -71,6 +76,8 @@ private:
     int sync_bits = 0;
     int pending_sync_channel = -1; // whose next data record takes pending_sync_base_ps
     std::uint64_t pending_sync_base_ps = 0;
+    bool begun = false; // there was a tag
+    std::uint64_t skipped_bits = 0;
     mutable PackedDebugLog debug;
 };
 

@@ -67,13 +67,15 @@ template <typename Layout>
 void Raw64Decoder::decodeRecords(StreamBuffer& raw, TagBuffer& out, const Layout& layout) {
     const std::uint8_t* at = raw.data();
     const std::uint8_t* const end = at + raw.size();
-    TimeTag* tag = out.reserve(raw.size() / kRecordBytes);
+    TimeTag* const first = out.reserve(raw.size() / kRecordBytes);
+    TimeTag* tag = first;
     auto last = last_raw;
     auto epoch = wrap_epoch;
     while (end - at >= static_cast<std::ptrdiff_t>(kRecordBytes)) {
         const std::uint64_t word = load_be64(at);
         if ((word & Layout::kFixedBits) != Layout::kFixedValue) [[unlikely]] {
             ++at; // no record starts here: slide by one byte
+            skipped += begun || tag != first ? 1U : 0U;
             continue;
         }
         const std::size_t channel = word >> 61;
@@ -90,6 +92,7 @@ void Raw64Decoder::decodeRecords(StreamBuffer& raw, TagBuffer& out, const Layout
     }
     last_raw = last;
     wrap_epoch = epoch;
+    begun = begun || tag != first;
     out.commit(tag);
     raw.drop_front(static_cast<std::size_t>(at - raw.data()));
 }

@@ -19,6 +19,9 @@ public:
     // One pass: consumes whole records, appends their tags in stream order.
     void decode(StreamBuffer& raw, TagBuffer& out);
 
+    // Bytes behind the first tag that were no record.
+    std::uint64_t skipped_bytes() const { return skipped; }
+
 private:
     template <typename Layout>
     void decodeRecords(StreamBuffer& raw, TagBuffer& out, const Layout& layout);
@@ -29,6 +32,8 @@ private:
     // its wraps have added so far.
     std::array<std::uint64_t, kChannels> last_raw{};
     std::array<std::uint64_t, kChannels> wrap_epoch{};
+    bool begun = false; // there was a tag
+    std::uint64_t skipped = 0;
 };
 
 } // namespace qorn::timing

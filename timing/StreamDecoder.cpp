@@ -34,4 +34,16 @@ std::span<const TimeTag> StreamDecoder::feed(std::span<const std::uint8_t> bytes
     return tags.span();
 }
 
+std::uint64_t StreamDecoder::skipped_bytes() const {
+    return std::visit(
+        [](const auto& chosen) -> std::uint64_t {
+            if constexpr (std::is_same_v<std::decay_t<decltype(chosen)>, std::monostate>) {
+                return 0;
+            } else {
+                return chosen.skipped_bytes();
+            }
+        },
+        decoder);
+}
+
 } // namespace qorn::timing

@@ -32,6 +32,11 @@ public:
     // Forgets these bytes: the rest of their record will not come. The time axis stays.
     void drop_raw() { pending.drop_front(pending.size()); }
 
+    // Bytes consumed behind the first tag that gave neither a tag nor its time: garbage, and what comes until
+    // the decoder has found its way again. What it passes over ahead of the first tag is the usual start of a
+    // stream.
+    std::uint64_t skipped_bytes() const;
+
     // The decoder of the packed format, null for the other formats.
     const PackedDeltaDecoder* packed() const { return std::get_if<PackedDeltaDecoder>(&decoder); }
 

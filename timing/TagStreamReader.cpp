@@ -35,6 +35,7 @@ void TagStreamReader::start(const StreamFileHeader& header, std::size_t read_byt
         decoded_tags = 0;
         taken_tags = 0;
         droppedTags = 0;
+        skipped = 0;
     }
     stop_requested = false;
     running = true;
@@ -85,7 +86,7 @@ TagStreamReader::Counts TagStreamReader::counts() const {
 }
 
 TagStreamReader::Counts TagStreamReader::locked_counts() const {
-    return {decoded_tags, taken_tags, droppedTags, queue.size()};
+    return {decoded_tags, taken_tags, droppedTags, queue.size(), skipped};
 }
 
 void TagStreamReader::run(const StreamFileHeader& header, std::size_t read_bytes) {
@@ -120,16 +121,18 @@ void TagStreamReader::read_until_stopped(const StreamFileHeader& header, std::si
                                  "the driver claims more bytes than it was given room for");
         }
         if (count != 0) {
-            enqueue(decoder.feed({buffer.data(), count}));
+            const std::span<const TimeTag> tags = decoder.feed({buffer.data(), count});
+            enqueue(tags, decoder.skipped_bytes());
         }
     }
 }
 
-void TagStreamReader::enqueue(std::span<const TimeTag> tags) {
+void TagStreamReader::enqueue(std::span<const TimeTag> tags, std::uint64_t skipped_bytes) {
+    const std::lock_guard lock(mutex);
+    skipped = skipped_bytes;
     if (tags.empty()) {
         return;
     }
-    const std::lock_guard lock(mutex);
     queue.push_back(tags);
     decoded_tags += tags.size();
     if (queue.size() > max_queue) {

@@ -25,12 +25,13 @@ class TagStreamReader {
 public:
     static constexpr std::size_t kReadBytes = 1048576; // what callers pass as read_bytes
 
-    // What became of the tags since start(): decoded is the sum of the others, always.
+    // What became of the tags since start(): decoded = taken + dropped + queued, always.
     struct Counts {
         std::uint64_t decoded = 0;
         std::uint64_t taken = 0;
         std::uint64_t dropped = 0; // lost to the full queue
         std::uint64_t queued = 0;
+        std::uint64_t skipped_bytes = 0; // of the stream behind its first tag: in no tag, see StreamDecoder
     };
 
     explicit TagStreamReader(Device& source);
@@ -63,7 +64,7 @@ private:
     void run(const StreamFileHeader& header, std::size_t read_bytes);
     void read_until_stopped(const StreamFileHeader& header, std::size_t read_bytes);
     void join();
-    void enqueue(std::span<const TimeTag> tags);
+    void enqueue(std::span<const TimeTag> tags, std::uint64_t skipped_bytes);
     Counts locked_counts() const;
 
     Device& device;
@@ -76,6 +77,7 @@ private:
     TagRing queue;
     std::uint64_t decoded_tags = 0;
     std::uint64_t taken_tags = 0;
+    std::uint64_t skipped = 0; // bytes
     std::size_t max_queue = 1024;
     std::exception_ptr error;
 };

@@ -197,6 +197,20 @@ TEST_F(TagStreamReaderTest, AFailedReadEndsTheThreadAndIsToldToConsumerAndStop) 
     EXPECT_FALSE(reader.is_running());
 }
 
+TEST_F(TagStreamReaderTest, CountsTheBytesBehindTheFirstTagThatWereSkipped) {
+    start();
+    driver->feed({0xFF, 0xFF, 0xFF});
+    driver->feed(bytesOf(tagsFrom(1, 10)));
+    driver->feed({0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
+    driver->feed(bytesOf(tagsFrom(11, 5)));
+    ASSERT_TRUE(driver->waitUntilStreamIdle());
+    EXPECT_EQ(reader.counts().skipped_bytes, 5U);
+    EXPECT_EQ(reader.counts().decoded, 15U);
+    EXPECT_EQ(take(), tagsFrom(1, 15));
+    start();
+    EXPECT_EQ(reader.counts().skipped_bytes, 0U);
+}
+
 TEST_F(TagStreamReaderTest, TheNextStartForgetsErrorQueueAndLosses) {
     start(1048576, 1024);
     driver->feed(bytesOf(tagsFrom(1, 1030)));
