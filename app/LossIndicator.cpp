@@ -32,47 +32,82 @@ LossIndicator::LossIndicator(QWidget* parent) : ElidedLabel(QString(), 0, kMostC
 
 void LossIndicator::takeFlow(const UiTagFlow& counts) {
     if (counts.capture != flow.capture) {
-        lost.beginCapture();
-        notShown.beginCapture();
+        for (Loss* loss : {&lost, &notShown, &skippedBytes}) {
+            loss->beginCapture();
+        }
     }
     flow = counts;
     lost.count = counts.source.dropped;
     notShown.count = counts.gui.backlog;
+    skippedBytes.count = counts.source.skippedBytes;
     refresh();
 }
 
-void LossIndicator::refresh() {
-    const bool anyLost = unreadLost() > 0;
-    const bool anyNotShown = unreadNotShown() > 0;
-    QString text;
-    if (anyLost && anyNotShown) {
-        text = tr("Tags lost: %1, not shown: %2").arg(unreadLost()).arg(unreadNotShown());
-    } else if (anyLost) {
-        text = tr("Tags lost: %1").arg(unreadLost());
-    } else if (anyNotShown) {
-        text = tr("Tags not shown: %1").arg(unreadNotShown());
+void LossIndicator::takeRelayLosses(quint64 tags) {
+    if (tags != notRelayed.count) {
+        notRelayed.count = tags;
+        refresh();
     }
-    setStatusFlag(this, text, anyLost ? FlagState::Bad : FlagState::Warning);
+}
+
+QString LossIndicator::flagText() const {
+    QStringList tags;
+    if (unreadLost() > 0) {
+        tags.append(tr("lost: %1").arg(unreadLost()));
+    }
+    if (unreadNotRelayed() > 0) {
+        tags.append(tr("not relayed: %1").arg(unreadNotRelayed()));
+    }
+    if (unreadNotShown() > 0) {
+        tags.append(tr("not shown: %1").arg(unreadNotShown()));
+    }
+    QStringList parts;
+    if (unreadSkippedBytes() > 0) {
+        parts.append(tr("Unreadable bytes: %1").arg(unreadSkippedBytes()));
+    }
+    if (!tags.isEmpty()) {
+        parts.append(tr("Tags %1").arg(tags.join(QStringLiteral(", "))));
+    }
+    return parts.join(QStringLiteral("; "));
+}
+
+QString LossIndicator::detailsText() const {
+    QStringList parts;
+    if (unreadLost() > 0) {
+        parts.append(tr("%1 time tags were lost: this computer could not follow the instrument. They are in "
+                        "no recording and in no plot.")
+                         .arg(unreadLost()));
+    }
+    if (unreadSkippedBytes() > 0) {
+        parts.append(tr("%1 bytes from the instrument were unreadable and skipped. Time tags in them are in "
+                        "no recording and in no plot.")
+                         .arg(unreadSkippedBytes()));
+    }
+    if (unreadNotRelayed() > 0) {
+        parts.append(tr("%1 time tags did not reach their relay clients: the clients or this computer were "
+                        "too slow. Such clients were disconnected. This takes nothing from recordings and "
+                        "plots.")
+                         .arg(unreadNotRelayed()));
+    }
+    if (unreadNotShown() > 0) {
+        parts.append(tr("%1 time tags were not shown: the window could not follow. This takes nothing from "
+                        "recordings and relay.")
+                         .arg(unreadNotShown()));
+    }
+    parts.append(tagFlowText(flow));
+    return parts.join(QStringLiteral("\n\n"));
+}
+
+void LossIndicator::refresh() {
+    const QString text = flagText();
+    const bool onlyNotShown = unreadLost() + unreadNotRelayed() + unreadSkippedBytes() == 0;
+    setStatusFlag(this, text, onlyNotShown ? FlagState::Warning : FlagState::Bad);
     setAccessibleName(text);
     setToolTip(text.isEmpty() ? QString() : tr("%1. Click for the counts of every stage.").arg(text));
-    setVisible(anyLost || anyNotShown);
+    setVisible(!text.isEmpty());
 }
 
 void LossIndicator::showDetails() {
-    QString text;
-    if (unreadLost() > 0) {
-        text += tr("%1 time tags were lost: this computer could not follow the instrument. They are in no "
-                   "recording and in no plot.")
-                    .arg(unreadLost());
-        text += QStringLiteral("\n\n");
-    }
-    if (unreadNotShown() > 0) {
-        text +=
-            tr("%1 time tags were not shown: the window could not follow. Recordings and relay have them.")
-                .arg(unreadNotShown());
-        text += QStringLiteral("\n\n");
-    }
-    text += tagFlowText(flow);
     if (box == nullptr) {
         box = new QMessageBox(QMessageBox::Information, tr("Lost time tags"), QString(), QMessageBox::Ok,
                               window());
@@ -80,12 +115,13 @@ void LossIndicator::showDetails() {
         box->setModal(false);
         box->setTextFormat(Qt::PlainText);
     }
-    box->setText(text);
+    box->setText(detailsText());
     box->show();
     box->raise();
     box->activateWindow();
-    lost.markRead();
-    notShown.markRead();
+    for (Loss* loss : {&lost, &notRelayed, &notShown, &skippedBytes}) {
+        loss->markRead();
+    }
     refresh();
 }
 

@@ -1,6 +1,7 @@
-// The flag of the status bar that tells of lost tags: those that the reader had to drop, and those that this
-// window had no time to show. Hidden while there is nothing to tell; it stays, also beyond the end of the
-// capture, until a click or a key opens the counts of every stage.
+// The flag of the status bar that tells of lost tags: those that the reader had to drop, those that the relay
+// server threw away with the clients that were to get them, those that this window had no time to show, and
+// the bytes of the stream that held no readable tags. Hidden while there is nothing to tell; it stays, also
+// beyond the end of the capture, until a click or a key opens the counts of every stage.
 //
 // Owned by the status bar, GUI thread only.
 #pragma once
@@ -21,11 +22,15 @@ public:
 
     // Tags of which the operator has not read yet.
     quint64 unreadLost() const { return lost.unread(); }
+    quint64 unreadNotRelayed() const { return notRelayed.unread(); }
     quint64 unreadNotShown() const { return notShown.unread(); }
+    quint64 unreadSkippedBytes() const { return skippedBytes.unread(); }
 
 public Q_SLOTS:
     // The newest counts of a capture. A new capture adds its losses to what was not read of those before.
     void takeFlow(const qorn::timetagger::gui::UiTagFlow& counts);
+    // The tags that the relay server has lost in all, whatever is captured.
+    void takeRelayLosses(quint64 tags);
     // Opens the counts in a box that blocks nothing, and hides.
     void showDetails();
 
@@ -46,10 +51,14 @@ private:
     };
 
     void refresh();
+    QString flagText() const;
+    QString detailsText() const;
 
     UiTagFlow flow;
     Loss lost;
+    Loss notRelayed;
     Loss notShown;
+    Loss skippedBytes;
     QPointer<QMessageBox> box;
 };
 

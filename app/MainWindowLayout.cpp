@@ -17,6 +17,7 @@
 #include <QMenuBar>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
 
@@ -33,6 +34,7 @@ constexpr const char* kThemeNames[] = {
 
 // Room of the status bar's texts in characters, at least and at most. Which instrument it is matters more
 // than the detail, whose whole text stands in its tool tip. The room of the flags is given to them.
+constexpr int kRelayWatchMs = 500;
 constexpr int kFlagLeast = 0;
 constexpr int kFlagMost = 100;
 constexpr int kConnectionLeast = 16;
@@ -137,6 +139,11 @@ void MainWindow::buildStatusBar() {
     statusBar()->addPermanentWidget(losses, 0);
     losses->hide(); // a status bar shows what it is given
     connect(controller, &DeviceController::tagFlowChanged, losses, &LossIndicator::takeFlow);
+    // The relay server has clients, and loses tags, beyond the end of a capture too.
+    auto* relayWatch = new QTimer(losses);
+    connect(relayWatch, &QTimer::timeout, losses,
+            [this, losses] { losses->takeRelayLosses(controller->relayServerStats().tags_lost); });
+    relayWatch->start(kRelayWatchMs);
     flags.append(losses);
     new StatusBarRoom(*statusBar(), flags, {connection, detail, flags[2], flags[0], flags[1], flags[3]});
 }

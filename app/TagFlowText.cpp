@@ -37,15 +37,18 @@ QString tagFlowText(const UiTagFlow& flow) {
     lines.append(translated(flow.ended
                                 ? QT_TRANSLATE_NOOP("TagFlow", "The time tags of the last acquisition:")
                                 : QT_TRANSLATE_NOOP("TagFlow", "The time tags of this acquisition so far:")));
-    lines.append(line(QT_TRANSLATE_NOOP("TagFlow", "Source: %1"),
-                      {{QT_TRANSLATE_NOOP("TagFlow", "%1 received"), flow.source.received, true},
-                       {QT_TRANSLATE_NOOP("TagFlow", "%1 lost"), flow.source.dropped, true},
-                       {QT_TRANSLATE_NOOP("TagFlow", "%1 on other channels"), flow.masked, false},
-                       {QT_TRANSLATE_NOOP("TagFlow", "%1 waiting"), flow.source.waiting, false},
-                       {QT_TRANSLATE_NOOP("TagFlow", "%1 left at the stop"), flow.source.discarded, false}}));
+    lines.append(
+        line(QT_TRANSLATE_NOOP("TagFlow", "Source: %1"),
+             {{QT_TRANSLATE_NOOP("TagFlow", "%1 received"), flow.source.received, true},
+              {QT_TRANSLATE_NOOP("TagFlow", "%1 lost"), flow.source.dropped, true},
+              {QT_TRANSLATE_NOOP("TagFlow", "%1 on other channels"), flow.masked, false},
+              {QT_TRANSLATE_NOOP("TagFlow", "%1 waiting"), flow.source.waiting, false},
+              {QT_TRANSLATE_NOOP("TagFlow", "%1 left at the stop"), flow.source.discarded, false},
+              {QT_TRANSLATE_NOOP("TagFlow", "%1 bytes unreadable"), flow.source.skippedBytes, false}}));
     if (flow.recording.offered > 0) {
         lines.append(line(QT_TRANSLATE_NOOP("TagFlow", "Recording: %1"),
                           {{QT_TRANSLATE_NOOP("TagFlow", "%1 recorded"), flow.recording.recorded, true},
+                           {QT_TRANSLATE_NOOP("TagFlow", "%1 waiting"), flow.recording.waiting, false},
                            {QT_TRANSLATE_NOOP("TagFlow", "%1 after its end"), flow.recording.afterEnd, false},
                            {cut, flow.recording.cut, false}}));
     }

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 
@@ -20,9 +21,11 @@ std::atomic<int> writeEnd{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
 extern "C" void tellEventLoop(int) {
+    const int interrupted = errno; // whose code may be about to look at it
     const char byte = 0;
     const ssize_t written = ::write(writeEnd.load(), &byte, 1);
     static_cast<void>(written); // a full pipe has told it already
+    errno = interrupted;
 }
 
 void handle(int signal) {

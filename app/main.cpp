@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <iostream>
 #include <span>
 #include <string_view>
 
@@ -38,7 +39,10 @@ QString startupPort(const QCoreApplication& application) {
 // The window closes without a question; its end finishes recordings and logs.
 void endUnasked(qorn::timetagger::gui::MainWindow& window) {
     using namespace qorn::timetagger::gui;
-    window.saveConfigFile(defaultConfigPath(), true, savesExperimentsUnasked());
+    if (!window.saveConfigFile(defaultConfigPath(), true, savesExperimentsUnasked())) {
+        const QString text = QCoreApplication::translate("Application", "Could not write %1");
+        std::cerr << text.arg(defaultConfigPath()).toLocal8Bit().constData() << std::endl;
+    }
     QCoreApplication::exit();
 }
 

@@ -65,7 +65,7 @@ struct RelayServer::Impl {
 
     void notify() const;
     void clear();
-    void dropQueue(std::deque<RelayBatch>& dropped);
+    std::uint64_t dropQueue(std::deque<RelayBatch>& dropped);
     bool open(std::uint16_t stream_port, std::uint16_t status_port, std::string* error);
 
     void run();
@@ -88,14 +88,18 @@ void RelayServer::Impl::clear() {
     const std::lock_guard lock(mutex);
     queue.clear();
     overrun_pending = false;
-    stats = {};
+    Stats cleared;
+    cleared.tags_lost = stats.tags_lost;
+    stats = cleared;
     stream_clients = {};
 }
 
-// With the mutex; the batches are freed by the caller, without it.
-void RelayServer::Impl::dropQueue(std::deque<RelayBatch>& dropped) {
+// With the mutex; the batches are freed by the caller, without it. Returns their bytes.
+std::uint64_t RelayServer::Impl::dropQueue(std::deque<RelayBatch>& dropped) {
     dropped.swap(queue);
-    stats.bytes_dropped += std::exchange(stats.bytes_queued, 0);
+    const std::uint64_t bytes = std::exchange(stats.bytes_queued, 0);
+    stats.bytes_dropped += bytes;
+    return bytes;
 }
 
 bool RelayServer::Impl::open(std::uint16_t stream_port, std::uint16_t status_port, std::string* error) {
@@ -115,6 +119,7 @@ bool RelayServer::Impl::open(std::uint16_t stream_port, std::uint16_t status_por
         return false;
     }
     const std::lock_guard lock(mutex);
+    opened.tags_lost = stats.tags_lost;
     stats = opened;
     return true;
 }
@@ -145,9 +150,10 @@ void RelayServer::Impl::takeQueue() {
         overrun = std::exchange(overrun_pending, false);
     }
     std::uint64_t slow = 0;
+    const std::uint64_t lost_before = stream_clients.traffic().lost_tags;
     if (overrun) {
         // A stream with a hole must not go on. One event counts once, however many clients it costs.
-        stream_clients.closeAll();
+        stream_clients.closeAllAsSlow();
         ++slow;
     }
     for (const RelayBatch& batch : batches)
@@ -155,6 +161,7 @@ void RelayServer::Impl::takeQueue() {
     if (slow > 0) {
         const std::lock_guard lock(mutex);
         stats.slow_clients_disconnected += slow;
+        stats.tags_lost += stream_clients.traffic().lost_tags - lost_before;
     }
 }
 
@@ -185,10 +192,10 @@ bool RelayServer::Impl::waitForSockets() {
 void RelayServer::Impl::serveClients() {
     const std::span<const pollfd> answers = std::span<const pollfd>(requests).subspan(kFirstClientSlot);
     const std::size_t stream_count = stream_clients.size();
-    const RelayStreamClients::Served served = stream_clients.serve(answers.first(stream_count));
+    const bool stream_input = stream_clients.serve(answers.first(stream_count));
     const bool status_input = status_clients.serve(answers.subspan(stream_count));
     // A peer that floods us with bytes nobody wants shall not keep this thread busy.
-    if (served.discarded_input || status_input)
+    if (stream_input || status_input)
         input_paused_until = Clock::now() + kSocketWait;
 }
 
@@ -308,7 +315,7 @@ bool RelayServer::publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t ta
             stats.bytes_published += batch->size();
             impl->queue.push_back(batch);
         } else {
-            impl->dropQueue(dropped);
+            stats.tags_lost += tag_count + impl->dropQueue(dropped) / kTagBytes;
             stats.bytes_refused += batch->size();
             stats.ingress_overruns += 1;
             impl->overrun_pending = true;

@@ -34,6 +34,11 @@ public:
         std::uint64_t bytes_due = 0;     // to clients
         std::uint64_t bytes_pending = 0;
         std::uint64_t bytes_unsent = 0; // when their clients went or were thrown off
+
+        // Tags that clients lost because they, or this server, were too slow, since the server was made:
+        // those of the refused and of the dropped batches once, those that were thrown off with a client for
+        // each. Such a client is disconnected. A stop, and a client that leaves, lose nothing.
+        std::uint64_t tags_lost = 0;
     };
 
     RelayServer();

@@ -12,7 +12,7 @@ std::size_t RelayStreamClients::distribute(const RelayBatch& batch) {
     for (Client& client : clients) {
         total.due += batch->size();
         if (client.pending_bytes + batch->size() > kBacklogLimitBytes) {
-            client.socket.close();
+            closeAsSlow(client, batch->size());
             total.unsent += batch->size();
             continue;
         }
@@ -32,28 +32,28 @@ void RelayStreamClients::appendPollRequests(std::vector<pollfd>& requests, bool 
     }
 }
 
-RelayStreamClients::Served RelayStreamClients::serve(std::span<const pollfd> answers) {
-    Served served;
+bool RelayStreamClients::serve(std::span<const pollfd> answers) {
+    bool discarded = false;
     for (std::size_t i = 0; i < answers.size(); ++i) {
         Client& client = clients[i];
         const int events = answers[i].revents;
         const DiscardResult input = discardInput(client.socket, events);
-        served.discarded_input |= input == DiscardResult::Discarded;
+        discarded |= input == DiscardResult::Discarded;
         if (input == DiscardResult::Closed)
             client.socket.close();
         else if (events & POLLOUT)
-            served.bytes_sent += sendFront(client);
+            sendFront(client);
     }
     removeClosed();
-    return served;
+    return discarded;
 }
 
-std::uint64_t RelayStreamClients::sendFront(Client& client) {
+void RelayStreamClients::sendFront(Client& client) {
     const std::span<const std::uint8_t> front(*client.pending.front());
     const std::ptrdiff_t result = sendSome(client.socket, front.subspan(client.offset));
     if (result < 0) {
         client.socket.close();
-        return 0;
+        return;
     }
     const std::size_t sent = static_cast<std::size_t>(result);
     client.offset += sent;
@@ -64,12 +64,23 @@ std::uint64_t RelayStreamClients::sendFront(Client& client) {
         client.pending.pop_front();
         client.offset = 0;
     }
-    return sent;
+}
+
+// A record of which a part was sent is lost.
+void RelayStreamClients::closeAsSlow(Client& client, std::uint64_t further_bytes) {
+    client.socket.close();
+    total.lost_tags += (client.pending_bytes + further_bytes + kTagBytes - 1) / kTagBytes;
 }
 
 void RelayStreamClients::closeAll() {
     for (Client& client : clients)
         client.socket.close();
+    removeClosed();
+}
+
+void RelayStreamClients::closeAllAsSlow() {
+    for (Client& client : clients)
+        closeAsSlow(client, 0);
     removeClosed();
 }
 

@@ -15,6 +15,8 @@
 
 namespace qorn::relay {
 
+inline constexpr std::uint64_t kTagBytes = 8; // of a record
+
 using RelayBatch = std::shared_ptr<const std::vector<std::uint8_t>>;
 
 class RelayStreamClients {
@@ -27,18 +29,15 @@ public:
         std::uint64_t due = 0;
         std::uint64_t sent = 0;
         std::uint64_t pending = 0;
-        std::uint64_t unsent = 0; // when their clients went or were closed
-    };
-
-    struct Served {
-        std::uint64_t bytes_sent = 0;
-        bool discarded_input = false; // somebody talks although nobody listens
+        std::uint64_t unsent = 0;    // when their clients went or were closed
+        std::uint64_t lost_tags = 0; // of these, due to clients that were closed for being slow
     };
 
     void add(RelaySocket socket);
     std::size_t size() const { return clients.size(); }
     Traffic traffic() const { return total; }
     void closeAll();
+    void closeAllAsSlow(); // the same, and what they were still to get is lost
 
     // Queues the batch for every client; returns how many were closed because their backlog would pass the
     // limit.
@@ -48,8 +47,8 @@ public:
     void appendPollRequests(std::vector<pollfd>& requests, bool input) const;
 
     // Takes the answers to the requests of appendPollRequests: discards input, sends once to each client that
-    // can take more, and removes the clients that are gone.
-    Served serve(std::span<const pollfd> answers);
+    // can take more, and removes the clients that are gone. True when somebody talks although nobody listens.
+    bool serve(std::span<const pollfd> answers);
 
 private:
     struct Client {
@@ -59,7 +58,8 @@ private:
         std::uint64_t pending_bytes = 0; // in `pending`, less the bytes sent
     };
 
-    std::uint64_t sendFront(Client& client);
+    void sendFront(Client& client);
+    void closeAsSlow(Client& client, std::uint64_t further_bytes);
     void removeClosed();
 
     std::vector<Client> clients;

@@ -82,6 +82,52 @@ TEST_F(Losses, ReadingHidesItAndOnlyNewLossesShowItAgain) {
     EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 4"));
 }
 
+TEST_F(Losses, WhatTheRelayLosesIsToldWithItsCountWhateverIsCaptured) {
+    flag.takeRelayLosses(0);
+    EXPECT_FALSE(flag.isVisible());
+    flag.takeRelayLosses(7);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags not relayed: 7"));
+    EXPECT_EQ(state(), QStringLiteral("bad"));
+    flag.takeFlow(flowOf(1, 5, 2));
+    flag.takeFlow(flowOf(2, 0, 0));
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 5, not relayed: 7, not shown: 2"));
+    flag.showDetails();
+    EXPECT_TRUE(box()->text().contains(QStringLiteral("7 time tags did not reach their relay clients")));
+    flag.takeRelayLosses(7);
+    EXPECT_FALSE(flag.isVisible());
+    flag.takeRelayLosses(9);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags not relayed: 2"));
+}
+
+TEST_F(Losses, UnreadableBytesAreToldWithTheirCount) {
+    UiTagFlow flow = flowOf(1, 0, 0);
+    flow.source.skippedBytes = 12;
+    flag.takeFlow(flow);
+    EXPECT_EQ(flag.text(), QStringLiteral("Unreadable bytes: 12"));
+    EXPECT_EQ(state(), QStringLiteral("bad"));
+    flow.gui.backlog = 3;
+    flag.takeFlow(flow);
+    EXPECT_EQ(flag.text(), QStringLiteral("Unreadable bytes: 12; Tags not shown: 3"));
+    flag.showDetails();
+    EXPECT_TRUE(box()->text().startsWith(QStringLiteral("12 bytes from the instrument were unreadable")));
+    EXPECT_TRUE(flow.source.balances()) << "how many tags they held is not known";
+    EXPECT_FALSE(flag.isVisible());
+}
+
+TEST_F(Losses, NobodyIsSaidToHaveWhatWasNotShown) {
+    UiTagFlow flow = flowOf(1, 0, 30); // with neither recording nor relay
+    flag.takeFlow(flow);
+    flag.showDetails();
+    EXPECT_FALSE(box()->text().contains(QStringLiteral("have them")));
+    EXPECT_FALSE(box()->text().contains(QStringLiteral("Recording: ")));
+    EXPECT_FALSE(box()->text().contains(QStringLiteral("Relay: ")));
+    flow.recording = {1030, 1000, 30, 0};
+    flow.gui.backlog = 31;
+    flag.takeFlow(flow);
+    flag.showDetails();
+    EXPECT_TRUE(box()->text().contains(QStringLiteral("Recording: 1000 recorded, 30 after its end")));
+}
+
 TEST_F(Losses, TheNextCaptureAddsToWhatWasNotRead) {
     flag.takeFlow(flowOf(1, 5, 0));
     flag.takeFlow(flowOf(2, 0, 0));
@@ -114,7 +160,8 @@ TEST(TagFlowText, HasALineForEachStageThatTookPart) {
     flow.ended = true;
     flow.masked = 3;
     flow.source.discarded = 4;
-    flow.recording = {900, 800, 60, 40};
+    flow.source.skippedBytes = 6;
+    flow.recording = {950, 800, 60, 40, 50};
     flow.relay = {700, 600, 50, 30, 20};
     flow.gui.thinned = 11;
     flow.gui.discarded = 12;
@@ -122,8 +169,9 @@ TEST(TagFlowText, HasALineForEachStageThatTookPart) {
     EXPECT_EQ(
         tagFlowText(flow),
         QStringLiteral("The time tags of the last acquisition:\n"
-                       "Source: 1007 received, 5 lost, 3 on other channels, 4 left at the stop\n"
-                       "Recording: 800 recorded, 60 after its end, 40 cut by an error\n"
+                       "Source: 1007 received, 5 lost, 3 on other channels, 4 left at the stop, "
+                       "6 bytes unreadable\n"
+                       "Recording: 800 recorded, 50 waiting, 60 after its end, 40 cut by an error\n"
                        "Relay: 600 published, 50 refused, 30 while nobody listened, 20 cut by an error\n"
                        "Window: 1000 shown, 11 left out to keep to the rate of the plots, "
                        "2 not shown for want of time, 12 left at the stop, 13 cut by an error"));

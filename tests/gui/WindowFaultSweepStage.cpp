@@ -136,6 +136,19 @@ void FaultSweepStage::applyClock() {
     click(choose<gui::ClockSettingsDialog>("Clock settings..."), "Apply");
 }
 
+void FaultSweepStage::pollClock() {
+    for (std::uint64_t poll = 0; poll < kPolls; ++poll) {
+        controller().refreshClockStatus();
+    }
+}
+
+void FaultSweepStage::measureWithExternalClock() {
+    const timing::ReferenceSignal signal = timing::ReferenceSignal::TenMegahertz;
+    controller().setReferenceClockWish(timing::ReferenceClockSource::External, signal);
+    measure(counterTab(), "tt_read_count_stream_sample", false);
+    controller().setReferenceClockWish(timing::ReferenceClockSource::Internal, signal);
+}
+
 void FaultSweepStage::applyDeveloperSettings(bool internal) {
     constexpr int kRaw64 = 2;
     auto& dialog = choose<gui::DeveloperSettingsDialog>("De&veloper settings...");

@@ -40,6 +40,8 @@ public:
     void closeDevice();
     void applyInputs();
     void applyClock();
+    void pollClock();                // kPolls times
+    void measureWithExternalClock(); // that is to lock first; the internal one is wished for again then
     void applyDeveloperSettings(bool internal); // internal: with its source, in raw64
     void uploadSaved();
     // Plays a tab until `polled` was called kPolls times, or a box tells why not.

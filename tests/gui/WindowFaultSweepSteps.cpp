@@ -102,6 +102,38 @@ Step clockStep() {
              kClockAtTheEnd}};
 }
 
+// What the window's timer does every two seconds.
+Step clockPollStep() {
+    return {"ClockPolls",
+            true,
+            nothing,
+            [](FaultSweepStage& stage, bool) { stage.pollClock(); },
+            kClockPoll,
+            {{kClockPoll, 0, Shown::Message, "", "Clock lock: unavailable"}}}; // until the next look
+}
+
+// A measurement with the external clock asks for its state until it is locked.
+Step clockWaitStep() {
+    const auto poll = [](std::uint64_t number, FaultingDriver::Effect effect) {
+        return FaultingDriver::Fault{kClockPoll, number, "", 0, effect};
+    };
+    Step step{
+        "ClockWait",
+        true,
+        nothing,
+        [](FaultSweepStage& stage, bool) { stage.measureWithExternalClock(); },
+        nullptr,
+        inCaptureError({telling(kClockPoll, "reference_clock_status: general failure (the cable is loose)")}),
+        standardScene(R"("reference": {"lock_delay_s": 1.2},)")};
+    step.tellings.erase(step.tellings.begin());   // the poll at the end is none of these
+    for (const std::uint64_t number : {2U, 3U}) { // besides the first
+        step.more.push_back(poll(number, FaultingDriver::Effect::None));
+        step.more.push_back(poll(number, FaultingDriver::Effect::Whole));
+    }
+    step.only = {kClockPoll};
+    return step;
+}
+
 Step developerStep() {
     return {"DeveloperSettings",
             true,
@@ -121,7 +153,9 @@ Step uploadStep() {
         [](FaultSweepStage& stage, bool) { stage.uploadSaved(); },
         nullptr,
         {{"tt_get_calibration_path", 1, Shown::Nowhere, "", ""}, // the dialog shows none
-         {"tt_get_calibration_path", 0, Shown::Box, "Calibration", ""},
+                                                                 // Without its name the file is not found.
+         {"tt_get_calibration_path", 0, Shown::Box, "Calibration",
+          "file failure: cannot open the calibration file"},
          {"tt_upload_calibration_file", 0, Shown::Box, "Calibration", "general failure: the cable is loose"},
          {"tt_set_tdl_active_masks", 0, Shown::Box, "Calibration",
           "set_tdl_active_masks: general failure (the cable is loose)"}}};
@@ -319,6 +353,8 @@ std::vector<Step> allSteps() {
             connectStep(),
             inputStep(),
             clockStep(),
+            clockPollStep(),
+            clockWaitStep(),
             developerStep(),
             uploadStep(),
             counterStep(),

@@ -59,7 +59,9 @@ std::vector<Case> casesOf(const Step& step, const FaultingDriver::Counts& counts
         const bool polled = isPolled(step, function);
         for (std::uint64_t number = 1; number <= count; ++number) {
             const bool chosen = polled ? number <= 2 || number == kPolls - 1 : true;
-            if (chosen && (function != kClockPoll || number == 1)) {
+            // The act's own poll of the clock; further ones are the timer's, for which ClockPolls stands.
+            const bool byTimer = function == kClockPoll && !polled && number > 1;
+            if (chosen && !byTimer) {
                 cases.push_back({{function, number, "", 0}});
                 if (canLoseItsAnswer(function)) {
                     cases.push_back({{function, number, "", 0, FaultingDriver::Effect::Whole}});
@@ -70,7 +72,7 @@ std::vector<Case> casesOf(const Step& step, const FaultingDriver::Counts& counts
     for (const FaultingDriver::Fault& fault : step.more) {
         cases.push_back({fault});
     }
-    if (step.polled != nullptr && step.more.empty()) {
+    if (step.polled != nullptr && step.polled != std::string(kClockPoll) && step.more.empty()) {
         cases.push_back({{step.polled, 0, "", 0}, true});
     }
     return cases;
@@ -104,7 +106,7 @@ void expectTold(FaultSweepStage& stage, const Telling& row) {
         EXPECT_EQ(boxes.constFirst()->windowTitle(), QString::fromUtf8(row.title));
         EXPECT_EQ(boxes.constFirst()->icon(), QMessageBox::Warning);
         EXPECT_TRUE(boxes.constFirst()->text().contains(words)) << boxes.constFirst()->text().toStdString();
-        EXPECT_FALSE(boxes.constFirst()->text().isEmpty());
+        EXPECT_FALSE(words.isEmpty()) << "any text would do";
         if (boxes.constFirst()->windowTitle() == QLatin1String("Open failed")) {
             EXPECT_FALSE(stage.controller().hasDevice());
             EXPECT_TRUE(stage.saysOnConnectPage(words));

@@ -1,6 +1,7 @@
 // What the status bar tells of tags that got lost.
 #include "BlockedFile.h"
 #include "LossIndicator.h"
+#include "RelaySocket.h"
 #include "WindowStage.h"
 
 #include <QElapsedTimer>
@@ -87,6 +88,30 @@ TEST_F(WindowLosses, WhatTheReaderDropsIsToldWithinASecondAndUntilItIsRead) {
     ASSERT_EQ(stage.boxes().size(), 1);
     EXPECT_FALSE(stage.boxes().constFirst()->isModal());
     EXPECT_TRUE(stage.takeBox().startsWith(QStringLiteral("%1 time tags were lost").arg(lost)));
+}
+
+// A client of the relay that reads nothing is thrown off with what it was still to get.
+TEST_F(WindowLosses, WhatRelayClientsLoseIsToldUntilItIsRead) {
+    QString error;
+    ASSERT_TRUE(stage.controller().setRelayServerEnabled(true, 0, 0, &error)) << error.toStdString();
+    const auto stats = [&] { return stage.controller().relayServerStats(); };
+    const relay::RelaySocket deaf =
+        relay::connectSocket({"127.0.0.1", stats().stream_port, stats().status_port}, nullptr);
+    ASSERT_TRUE(static_cast<bool>(deaf));
+    start(1'000'000);
+    ASSERT_TRUE(waitUntil([&] { return stats().slow_clients_disconnected > 0; }));
+    QElapsedTimer since;
+    since.start();
+    ASSERT_TRUE(waitUntil([&] { return flag->unreadNotRelayed() > 0; }));
+    EXPECT_LT(since.elapsed(), 1000);
+    EXPECT_EQ(flag->unreadNotRelayed(), stats().tags_lost);
+    EXPECT_EQ(flag->property("flagState").toString(), QStringLiteral("bad"));
+    stop();
+    EXPECT_TRUE(flag->text().contains(QStringLiteral("not relayed: %1").arg(stats().tags_lost)));
+    flag->showDetails();
+    EXPECT_TRUE(stage.takeBox().contains(
+        QStringLiteral("%1 time tags did not reach their relay clients").arg(stats().tags_lost)));
+    EXPECT_FALSE(flag->isVisible());
 }
 
 // At a rate that every build can read: twice what may wait comes while the window stands.

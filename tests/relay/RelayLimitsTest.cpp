@@ -30,6 +30,7 @@ TEST(RelayLimits, ABatchAboveTheQueueLimitIsAnOverrunAndLost) {
     EXPECT_EQ(stats.ingress_overruns, 1U);
     EXPECT_EQ(stats.tags_published, 0U);
     EXPECT_EQ(stats.bytes_published, 0U);
+    EXPECT_EQ(stats.tags_lost, kQueueLimit / 8 + 1);
     EXPECT_TRUE(server->running());
 }
 
@@ -40,6 +41,7 @@ TEST(RelayLimits, ABatchOfTheQueueLimitIsTaken) {
     EXPECT_EQ(stats.ingress_overruns, 0U);
     EXPECT_EQ(stats.tags_published, kQueueLimit / 8);
     EXPECT_EQ(stats.bytes_published, kQueueLimit);
+    EXPECT_EQ(stats.tags_lost, 0U);
 }
 
 TEST(RelayLimits, EveryBatchIsEitherPublishedOrAnOverrun) {
@@ -50,6 +52,7 @@ TEST(RelayLimits, EveryBatchIsEitherPublishedOrAnOverrun) {
     const RelayServer::Stats stats = server->stats();
     EXPECT_EQ(stats.bytes_published, (40 - stats.ingress_overruns) * 4 * kMiB);
     EXPECT_EQ(stats.tags_published, stats.bytes_published / 8);
+    EXPECT_EQ(stats.tags_lost, (stats.bytes_refused + stats.bytes_dropped) / 8);
 }
 
 TEST(RelayLimits, AnOverrunDropsAllStreamClientsAndCountsOneSlowClient) {
@@ -72,6 +75,20 @@ TEST(RelayLimits, AnOverrunDropsAllStreamClientsAndCountsOneSlowClient) {
     stats = server->stats();
     EXPECT_EQ(stats.tags_published, 10U);
     EXPECT_EQ(stats.slow_clients_disconnected, 1U);
+    EXPECT_EQ(stats.tags_lost, kQueueLimit / 8 + 1) << "nothing was on its way to the clients";
+}
+
+TEST(RelayLimits, TheLostTagsAreCountedBeyondAStopWhichLosesNone) {
+    TestServer server;
+    Peer peer = Peer::connectTo(server.streamPort(), 4096);
+    ASSERT_TRUE(server.waitForStreamClients(1));
+    server.publish(Bytes(kBacklogLimit)); // which cannot be sent now
+    ASSERT_TRUE(server->start(0, 0, nullptr));
+    EXPECT_EQ(server->stats().tags_lost, 0U);
+    server->publishRaw64(Bytes(kQueueLimit + 8), kQueueLimit / 8 + 1);
+    ASSERT_TRUE(server->start(0, 0, nullptr));
+    EXPECT_EQ(server->stats().tags_lost, kQueueLimit / 8 + 1);
+    EXPECT_EQ(server->stats().ingress_overruns, 0U);
 }
 
 TEST(RelayLimits, ABatchOfTheBacklogLimitReachesItsClient) {
@@ -95,6 +112,7 @@ TEST(RelayLimits, ABatchAboveTheBacklogLimitThrowsEveryClientOff) {
     ASSERT_TRUE(server.waitForStreamClients(0));
     const RelayServer::Stats stats = server->stats();
     EXPECT_EQ(stats.slow_clients_disconnected, 2U);
+    EXPECT_EQ(stats.tags_lost, 2 * (kBacklogLimit / 8 + 1));
     EXPECT_EQ(stats.ingress_overruns, 0U);
     EXPECT_EQ(stats.bytes_sent, 0U);
 }
@@ -125,6 +143,7 @@ TEST(RelayLimits, AClientThatStopsReadingIsThrownOffAboveTheLimitAndNotAtIt) {
     EXPECT_TRUE(server.waitForStreamClients(1));
     server->stop(); // from here on the counters stand still
     const std::uint64_t sent_to_silent = server->stats().bytes_sent - published;
+    EXPECT_EQ(server->stats().tags_lost, (published - sent_to_silent + 7) / 8);
     EXPECT_GT(published - sent_to_silent, kBacklogLimit);
     EXPECT_LE(published - last_step - sent_to_silent, kBacklogLimit);
     EXPECT_TRUE(silent.isClosedByOther());
