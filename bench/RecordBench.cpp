@@ -1,9 +1,10 @@
-// Recording to a file, and exporting the recording, each beside a plain write of the same bytes.
-#include "AsyncDecodedQorntsWriter.h"
+// Recording to a file, and exporting the recording, each beside a plain write of the same bytes. The two take
+// turns in being first, as the second finds the system's caches full of the first's bytes.
 #include "BenchStreams.h"
 #include "Export.h"
 #include "FileDescriptor.h"
 #include "StreamDecoder.h"
+#include "TagRecording.h"
 #include "TagWords.h"
 
 #include <QTemporaryDir>
@@ -20,7 +21,7 @@
 namespace {
 
 using namespace qorn;
-using timetagger::gui::AsyncDecodedQorntsWriter;
+using timetagger::gui::TagRecording;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kPassTags = 65536;
@@ -55,20 +56,35 @@ double plainWriteSeconds(const std::filesystem::path& path, std::uint64_t bytes)
     return took;
 }
 
-// Records `passes` times the tags, from decoded tags to the closed file; returns the seconds it took.
-double record(const std::filesystem::path& path, const std::vector<timing::TimeTag>& tags) {
-    using Entry = AsyncDecodedQorntsWriter::Entry;
+// Records kPasses times the tags as the program does, each pass behind the one before in time, from decoded
+// tags to the closed file with its companion; returns the seconds it took.
+double record(const std::filesystem::path& path, std::vector<timing::TimeTag> tags) {
     std::filesystem::remove(path);
+    std::filesystem::remove(path.string() + ".json"); // else the name is taken
+    const std::int64_t pass_ps = tags.back().timestamp_ps - tags.front().timestamp_ps + 1;
     const auto start = Clock::now();
-    AsyncDecodedQorntsWriter writer(QString::fromStdString(path.string()),
-                                    bench::stream_header(timing::StreamFormat::Raw64));
+    const auto recording = TagRecording::start({QString::fromStdString(path.string()), 0, 0},
+                                               bench::stream_header(timing::StreamFormat::Raw64), start);
     for (std::size_t pass = 0; pass < kPasses; ++pass) {
-        std::vector<unsigned char> words;
-        timing::appendDecodedQorntsTags(words, tags);
-        writer.enqueue({Entry::Kind::Data, {}, std::move(words), {}});
+        recording->append(tags, Clock::now());
+        for (timing::TimeTag& tag : tags) {
+            tag.timestamp_ps += pass_ps;
+        }
     }
-    writer.close();
+    recording->close();
     return secondsSince(start);
+}
+
+// Runs both, the second one first in every other round.
+template <typename First, typename Second>
+void inTurn(std::size_t round, First first, Second second) {
+    if (round % 2 == 0) {
+        first();
+        second();
+    } else {
+        second();
+        first();
+    }
 }
 
 void finish(benchmark::State& state, double plainSeconds, double seconds) {
@@ -82,11 +98,17 @@ void recordWrite(benchmark::State& state) {
     const QTemporaryDir folder;
     const std::filesystem::path path = folder.filePath(QStringLiteral("run.qornts")).toStdString();
     const std::vector<timing::TimeTag> tags = passTags();
+    const std::filesystem::path plain_path = folder.filePath(QStringLiteral("plain")).toStdString();
+    plainWriteSeconds(plain_path, kTags * timing::kTagWordBytes); // the first round does not count
+    record(path, tags);
     double plain = 0.0;
     double total = 0.0;
+    std::size_t round = 0;
     for ([[maybe_unused]] auto _ : state) {
-        plain += plainWriteSeconds(path, kTags * timing::kTagWordBytes);
-        const double took = record(path, tags);
+        double took = 0.0;
+        inTurn(
+            round++, [&] { plain += plainWriteSeconds(plain_path, kTags * timing::kTagWordBytes); },
+            [&] { took = record(path, tags); });
         total += took;
         state.SetIterationTime(took);
         if (std::filesystem::file_size(path) < kTags * timing::kTagWordBytes) {
@@ -107,21 +129,32 @@ void exportRecording(benchmark::State& state, qornts::ExportFormat format) {
     command.files = {path};
     command.format = format;
     command.output = folder.filePath(QStringLiteral("out")).toStdString();
-    double plain = 0.0;
-    double total = 0.0;
-    for ([[maybe_unused]] auto _ : state) {
+    const std::filesystem::path plain_path = folder.filePath(QStringLiteral("plain")).toStdString();
+    const auto exportOnce = [&] {
         std::filesystem::remove(command.output);
         const auto start = Clock::now();
         qornts::exportRecording(command);
-        const double took = secondsSince(start);
+        return secondsSince(start);
+    };
+    exportOnce(); // the first round does not count
+    const std::uint64_t written = std::filesystem::file_size(command.output);
+    if (written < kTags * kNpyRecordBytes) {
+        state.SkipWithError("the export is not complete");
+        return;
+    }
+    double plain = 0.0;
+    double total = 0.0;
+    std::size_t round = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        double took = 0.0;
+        inTurn(
+            round++, [&] { plain += plainWriteSeconds(plain_path, written); }, [&] { took = exportOnce(); });
         total += took;
         state.SetIterationTime(took);
-        const std::uint64_t written = std::filesystem::file_size(command.output);
-        if (written < kTags * kNpyRecordBytes) {
-            state.SkipWithError("the export is not complete");
+        if (std::filesystem::file_size(command.output) != written) {
+            state.SkipWithError("an export differs from the first");
             return;
         }
-        plain += plainWriteSeconds(command.output, written);
     }
     finish(state, plain, total);
 }
