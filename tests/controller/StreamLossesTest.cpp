@@ -135,8 +135,10 @@ protected:
         const std::int64_t missing = missingBefore(recorded, wrapped(run.stream.decoded()));
         ASSERT_GE(missing, 0);
         EXPECT_LE(static_cast<quint64>(missing), flow.source.dropped);
-        if (flow.recording.afterEnd == 0) {
+        if (run.plan.maxDurationSeconds == 0) { // else it may be over before what is left at the stop
             EXPECT_EQ(flow.source.discarded, 0U) << "what was received before the end is recorded";
+        }
+        if (flow.recording.afterEnd == 0) {
             EXPECT_TRUE(recorded.empty() || static_cast<quint64>(missing) == flow.source.dropped);
         }
         QFile::remove(run.recordingPath);
