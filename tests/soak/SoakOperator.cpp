@@ -243,6 +243,7 @@ void SoakOperator::record() {
                             QJsonObject{{QStringLiteral("enabled"), true},
                                         {QStringLiteral("directory"), recordingFolder},
                                         {QStringLiteral("rotateSeconds"), rotates ? kRotateSeconds : 0}}}});
+    lastFlow = {}; // a capture that does not start tells of none
     press(tab, kPlay);
     if (!controller.isCapturing()) { // refused, as a box has told
         recordingFolder.clear();
