@@ -1,11 +1,8 @@
 #include "IconStyle.h"
 
-#include <QApplication>
-#include <QIconEngine>
-#include <QImageReader>
+#include "PictureIcon.h"
+
 #include <QPainter>
-#include <QPalette>
-#include <QPixmapCache>
 #include <QStyleOption>
 
 #include <algorithm>
@@ -34,42 +31,6 @@ constexpr std::array<std::pair<QStyle::PrimitiveElement, double>, 4> kArrows{{
 }};
 constexpr int kMostArrowPixels = 8;
 
-// Paints the shape of a picture in the colour that the palette has at that moment.
-class ShapeIconEngine : public QIconEngine {
-public:
-    explicit ShapeIconEngine(QString file) : path(std::move(file)) {}
-
-    QIconEngine* clone() const override { return new ShapeIconEngine(path); }
-
-    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State) override {
-        // Disabled text has no role of its own: all colour groups of a theme are alike.
-        const QColor colour = QApplication::palette().color(
-            mode == QIcon::Disabled ? QPalette::PlaceholderText : QPalette::ButtonText);
-        const QString key =
-            QStringLiteral("%1 %2 %3x%4").arg(path, colour.name()).arg(size.width()).arg(size.height());
-        QPixmap result;
-        if (!QPixmapCache::find(key, &result)) {
-            QImageReader reader(path);
-            reader.setScaledSize(size);
-            result = QPixmap::fromImage(reader.read());
-            QPainter painter(&result);
-            painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-            painter.fillRect(result.rect(), colour);
-            painter.end();
-            QPixmapCache::insert(key, result);
-        }
-        return result;
-    }
-
-    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
-        const QSize size = rect.size() * painter->device()->devicePixelRatioF();
-        painter->drawPixmap(rect, pixmap(size, mode, state));
-    }
-
-private:
-    QString path;
-};
-
 } // namespace
 
 IconStyle::IconStyle(QStyle* base) : QProxyStyle(base) {}
@@ -77,8 +38,8 @@ IconStyle::IconStyle(QStyle* base) : QProxyStyle(base) {}
 QIcon IconStyle::standardIcon(StandardPixmap which, const QStyleOption* option, const QWidget* widget) const {
     for (const auto& [pixmap, name] : kIcons) {
         if (pixmap == which) {
-            return QIcon(
-                new ShapeIconEngine(QStringLiteral(":/icons/standard/%1.svg").arg(QLatin1String(name))));
+            return pictureIcon(QStringLiteral(":/icons/standard/%1.svg").arg(QLatin1String(name)),
+                               IconColours::Text);
         }
     }
     return QProxyStyle::standardIcon(which, option, widget);

@@ -2,7 +2,7 @@
 
 #include "BarChartWidget.h"
 #include "KeyHint.h"
-#include "SharedIcon.h"
+#include "PictureIcon.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -98,8 +98,8 @@ void MeasurementToolbar::addLogAction() {
 }
 
 void MeasurementToolbar::addPlotSettingsAction() {
-    QAction* settings = addAction(sharedIcon(QStringLiteral(":/icons/settings.svg")), tr("Plot settings"),
-                                  this, &MeasurementToolbar::plotSettingsTriggered);
+    QAction* settings = addAction(pictureIcon(QStringLiteral(":/icons/settings.svg"), IconColours::Own),
+                                  tr("Plot settings"), this, &MeasurementToolbar::plotSettingsTriggered);
     settings->setToolTip(tr("Plot settings"));
 }
 
