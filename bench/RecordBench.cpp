@@ -11,8 +11,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -75,48 +77,48 @@ double record(const std::filesystem::path& path, std::vector<timing::TimeTag> ta
     return secondsSince(start);
 }
 
-// Runs both, the second one first in every other round.
-template <typename First, typename Second>
-void inTurn(std::size_t round, First first, Second second) {
-    if (round % 2 == 0) {
-        first();
-        second();
-    } else {
-        second();
-        first();
+// Times `measured`, which gives its seconds, or nothing when its file is not complete, in turn with a plain
+// write of as many bytes to a file in `folder`. The first of each does not count.
+template <typename Measured>
+void besidePlainWrite(benchmark::State& state, const QTemporaryDir& folder, std::uint64_t bytes,
+                      Measured measured) {
+    const std::filesystem::path path = folder.filePath(QStringLiteral("plain")).toStdString();
+    plainWriteSeconds(path, bytes);
+    double plain = 0.0;
+    double total = 0.0;
+    bool plainFirst = true;
+    for ([[maybe_unused]] auto _ : state) {
+        if (plainFirst) {
+            plain += plainWriteSeconds(path, bytes);
+        }
+        const std::optional<double> took = measured();
+        if (!took) {
+            state.SkipWithError("the file is not complete");
+            return;
+        }
+        if (!plainFirst) {
+            plain += plainWriteSeconds(path, bytes);
+        }
+        plainFirst = !plainFirst;
+        total += *took;
+        state.SetIterationTime(*took);
     }
-}
-
-void finish(benchmark::State& state, double plainSeconds, double seconds) {
     const double rounds = static_cast<double>(state.iterations());
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kTags));
-    state.counters["plain_write_tags/s"] = static_cast<double>(kTags) * rounds / plainSeconds;
-    state.counters["of_plain_write"] = plainSeconds / seconds;
+    state.counters["plain_write_tags/s"] = static_cast<double>(kTags) * rounds / plain;
+    state.counters["of_plain_write"] = plain / total;
 }
 
 void recordWrite(benchmark::State& state) {
+    constexpr std::uint64_t kBytes = kTags * timing::kTagWordBytes;
     const QTemporaryDir folder;
     const std::filesystem::path path = folder.filePath(QStringLiteral("run.qornts")).toStdString();
     const std::vector<timing::TimeTag> tags = passTags();
-    const std::filesystem::path plain_path = folder.filePath(QStringLiteral("plain")).toStdString();
-    plainWriteSeconds(plain_path, kTags * timing::kTagWordBytes); // the first round does not count
     record(path, tags);
-    double plain = 0.0;
-    double total = 0.0;
-    std::size_t round = 0;
-    for ([[maybe_unused]] auto _ : state) {
-        double took = 0.0;
-        inTurn(
-            round++, [&] { plain += plainWriteSeconds(plain_path, kTags * timing::kTagWordBytes); },
-            [&] { took = record(path, tags); });
-        total += took;
-        state.SetIterationTime(took);
-        if (std::filesystem::file_size(path) < kTags * timing::kTagWordBytes) {
-            state.SkipWithError("the recording is not complete");
-            return;
-        }
-    }
-    finish(state, plain, total);
+    besidePlainWrite(state, folder, kBytes, [&]() -> std::optional<double> {
+        const double took = record(path, tags);
+        return std::filesystem::file_size(path) > kBytes ? std::optional(took) : std::nullopt;
+    });
 }
 BENCHMARK(recordWrite)->Name("record/write")->UseManualTime()->Unit(benchmark::kMillisecond);
 
@@ -129,34 +131,22 @@ void exportRecording(benchmark::State& state, qornts::ExportFormat format) {
     command.files = {path};
     command.format = format;
     command.output = folder.filePath(QStringLiteral("out")).toStdString();
-    const std::filesystem::path plain_path = folder.filePath(QStringLiteral("plain")).toStdString();
     const auto exportOnce = [&] {
         std::filesystem::remove(command.output);
         const auto start = Clock::now();
         qornts::exportRecording(command);
         return secondsSince(start);
     };
-    exportOnce(); // the first round does not count
+    exportOnce();
     const std::uint64_t written = std::filesystem::file_size(command.output);
     if (written < kTags * kNpyRecordBytes) {
         state.SkipWithError("the export is not complete");
         return;
     }
-    double plain = 0.0;
-    double total = 0.0;
-    std::size_t round = 0;
-    for ([[maybe_unused]] auto _ : state) {
-        double took = 0.0;
-        inTurn(
-            round++, [&] { plain += plainWriteSeconds(plain_path, written); }, [&] { took = exportOnce(); });
-        total += took;
-        state.SetIterationTime(took);
-        if (std::filesystem::file_size(command.output) != written) {
-            state.SkipWithError("an export differs from the first");
-            return;
-        }
-    }
-    finish(state, plain, total);
+    besidePlainWrite(state, folder, written, [&]() -> std::optional<double> {
+        const double took = exportOnce();
+        return std::filesystem::file_size(command.output) == written ? std::optional(took) : std::nullopt;
+    });
 }
 BENCHMARK_CAPTURE(exportRecording, npy, qornts::ExportFormat::Npy)
     ->Name("qornts/export_npy")

@@ -3,6 +3,8 @@
 #include "StreamDecoder.h"
 #include "StreamHeaders.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <thread>
 
@@ -69,6 +71,23 @@ QString CapturePlan::recordingPath(const std::string& folder, unsigned seed) con
         return QStringLiteral("/dev/full");
     }
     return records ? QString::fromStdString(folder + "/run" + std::to_string(seed) + ".qornts") : QString();
+}
+
+void Coverage::addFlow(const UiTagFlow& flow) {
+    add("thinned", flow.gui.thinned > 0);
+    add("backlog", flow.gui.backlog > 0);
+    add("GUI cut", flow.gui.cut > 0);
+    add("recorded", flow.recording.recorded > 0);
+    add("after end", flow.recording.afterEnd > 0);
+    add("recording cut", flow.recording.cut > 0);
+    add("published", flow.relay.published > 0);
+    add("unwanted", flow.relay.unwanted > 0);
+}
+
+void Coverage::expectAll() const {
+    for (const auto& [what, came] : runs) {
+        EXPECT_GT(came, 0) << what;
+    }
 }
 
 std::int64_t missingBefore(const Tags& part, const Tags& all) {

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <deque>
 #include <functional>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -49,6 +50,19 @@ struct CapturePlan {
     CaptureRequest request(const QString& recordingPath) const;
     // In `folder`; empty without a recording.
     QString recordingPath(const std::string& folder, unsigned seed) const;
+};
+
+// How many runs came to what; a plan that never faults proves nothing.
+class Coverage {
+public:
+    void add(const std::string& what, bool came) { runs[what] += came ? 1 : 0; }
+    // What captures of all sources come to.
+    void addFlow(const UiTagFlow& flow);
+    // Each of what was asked for came at least once; how often depends on what else the machine does.
+    void expectAll() const;
+
+private:
+    std::map<std::string, int> runs;
 };
 
 // The places of `part` in `all`, in which each tag is there once: how many tags of `all` before the last of

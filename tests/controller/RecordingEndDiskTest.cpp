@@ -158,21 +158,29 @@ TEST(SlowDisk, HoldsUpTheCaptureAndLosesNothing) {
     EXPECT_TRUE(events.losses().empty());
 }
 
-TEST(CompanionOfAController, ThatCannotBeWrittenIsShownAndTheCaptureGoesOn) {
+// A capture of a controller that records raw tags to a file.
+class RecordingController : public ::testing::Test {
+protected:
+    void start(int batchSize) {
+        controller.openPort(QStringLiteral("ftdi://SN0001"));
+        ASSERT_TRUE(signalled.waitFor("clockStatusChanged"));
+        StreamSettings stream;
+        stream.format = StreamChoice::Raw64;
+        controller.setStreamSettings(stream);
+        signalled.clear();
+        controller.startCapture(QStringLiteral("external"), 0.0, batchSize, 15, 0, {path, 0, 0});
+    }
+
     TemporaryFolder folder;
-    const std::string path = folder.file("run.qornts");
-    std::filesystem::create_directory(path + ".json.part");
+    QString path = QString::fromStdString(folder.file("run.qornts"));
     qorn::testing::ScopedDriver driver;
     DeviceController controller;
-    test::SignalRecorder signalled(&controller);
-    controller.openPort(QStringLiteral("ftdi://SN0001"));
-    ASSERT_TRUE(signalled.waitFor("clockStatusChanged"));
-    StreamSettings stream;
-    stream.format = StreamChoice::Raw64;
-    controller.setStreamSettings(stream);
-    signalled.clear();
-    controller.startCapture(QStringLiteral("external"), 0.0, 100, 15, 0,
-                            {QString::fromStdString(path), 0, 0});
+    test::SignalRecorder signalled{&controller};
+};
+
+TEST_F(RecordingController, ShowsThatACompanionCannotBeWrittenAndGoesOn) {
+    std::filesystem::create_directory(path.toStdString() + ".json.part");
+    ASSERT_NO_FATAL_FAILURE(start(100));
     ASSERT_TRUE(signalled.waitFor("captureError"));
     EXPECT_TRUE(controller.isCapturing());
     driver->feed(test::wordsOf(tagsFrom(0, 100)));
@@ -184,25 +192,13 @@ TEST(CompanionOfAController, ThatCannotBeWrittenIsShownAndTheCaptureGoesOn) {
     EXPECT_TRUE(errors[0].starts_with("captureError(The recording goes on without its companion file: "))
         << errors[0];
     EXPECT_EQ(signalled.texts().back(), "captureStopped()");
-    EXPECT_EQ(readRecording(QString::fromStdString(path)).tags, tagsFrom(0, 100));
+    EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 100));
 }
 
-TEST(FullDiskOfAController, IsShownAndTheCaptureEnds) {
-    TemporaryFolder folder;
-    const std::string path = folder.file("run.qornts");
+TEST_F(RecordingController, ShowsAFullDiskAndEndsTheCapture) {
     {
         const test::FileSizeLimit limit(4 << 20);
-        qorn::testing::ScopedDriver driver;
-        DeviceController controller;
-        test::SignalRecorder signalled(&controller);
-        controller.openPort(QStringLiteral("ftdi://SN0001"));
-        ASSERT_TRUE(signalled.waitFor("clockStatusChanged"));
-        StreamSettings stream;
-        stream.format = StreamChoice::Raw64;
-        controller.setStreamSettings(stream);
-        signalled.clear();
-        controller.startCapture(QStringLiteral("external"), 0.0, 65536, 15, 0,
-                                {QString::fromStdString(path), 0, 0});
+        ASSERT_NO_FATAL_FAILURE(start(65536));
         std::int64_t fed = 0;
         while (signalled.count("captureStopped") == 0 && fed < 100'000'000) {
             driver->feed(test::wordsOf(tagsFrom(fed, 100'000)));
@@ -211,11 +207,11 @@ TEST(FullDiskOfAController, IsShownAndTheCaptureEnds) {
                 [&] { return signalled.count("captureStopped") > 0 || !signalled.tags.empty(); }));
             signalled.tags.clear();
         }
-        EXPECT_EQ(signalled.textsOf("captureError"), test::Texts{std::string("captureError(") + kFull + ")"});
-        EXPECT_EQ(signalled.texts().back(), "captureStopped()");
-        EXPECT_FALSE(controller.isCapturing());
     }
-    const Tags tags = readRecording(QString::fromStdString(path)).tags;
+    EXPECT_EQ(signalled.textsOf("captureError"), test::Texts{std::string("captureError(") + kFull + ")"});
+    EXPECT_EQ(signalled.texts().back(), "captureStopped()");
+    EXPECT_FALSE(controller.isCapturing());
+    const Tags tags = readRecording(path).tags;
     EXPECT_GT(tags.size(), 100'000U);
     EXPECT_TRUE(sameTags(tagsFrom(0, tags.size()), tags));
 }

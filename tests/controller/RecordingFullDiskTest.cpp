@@ -1,6 +1,7 @@
 // A recording on a file system without any room left: its companion still says why it ended.
 #include "LoopTestSupport.h"
 #include "RecordingCompanionFile.h"
+#include "RelaySupport.h"
 #include "SmallDisk.h"
 #include "TagRecording.h"
 
@@ -39,6 +40,12 @@ protected:
         EXPECT_EQ(test::failureOf([&] { recording.close(); }), kFull);
         return failure;
     }
+    // Records some tags, and lets somebody else fill the disk once the companion is there.
+    void recordAndFill(TagRecording& recording) {
+        recording.append(tagsFrom(0, 4999), kStart);
+        ASSERT_TRUE(test::eventually([this] { return timing::read_companion(path).has_value(); }));
+        disk.fill();
+    }
     static RecordingCompanion of(const std::string& stream) {
         const auto companion = timing::read_companion(stream);
         EXPECT_TRUE(companion.has_value()) << stream;
@@ -64,10 +71,7 @@ TEST_F(NoRoomLeft, IsToldByTheCompanion) {
 
 TEST_F(NoRoomLeft, WhenSomebodyElseTookItIsToldToo) {
     const auto recording = start();
-    recording->append(tagsFrom(0, 4999), kStart);
-    while (!timing::read_companion(path)) {
-    }
-    disk.fill();
+    ASSERT_NO_FATAL_FAILURE(recordAndFill(*recording));
     EXPECT_EQ(recordUntilFull(*recording, kStart), kFull);
     EXPECT_EQ(of(path).end, PartEnd::Error);
     EXPECT_EQ(of(path).error, kFull);
@@ -76,10 +80,7 @@ TEST_F(NoRoomLeft, WhenSomebodyElseTookItIsToldToo) {
 
 TEST_F(NoRoomLeft, AtARotationIsToldByThePartBefore) {
     const auto recording = start(10);
-    recording->append(tagsFrom(0, 4999), kStart);
-    while (!timing::read_companion(path)) {
-    }
-    disk.fill();
+    ASSERT_NO_FATAL_FAILURE(recordAndFill(*recording));
     const std::string second = disk.file("run_part002.qornts");
     recordUntilFull(*recording, kStart + 10s);
     // The next part came as far as it could: where it has a companion, that tells.

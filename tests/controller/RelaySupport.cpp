@@ -71,6 +71,15 @@ Tags LoopbackClient::tags() const {
     return received;
 }
 
+bool PassingListener::follow(unsigned run) {
+    const bool listens = run % 100 >= 50;
+    if (listens == (client != nullptr)) {
+        return true;
+    }
+    client = listens ? std::make_unique<LoopbackClient>(server.endpoint()) : nullptr;
+    return server.waitForClients(listens ? 1 : 0);
+}
+
 RawPublisher::RawPublisher() : listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;

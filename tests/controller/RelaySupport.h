@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -42,6 +43,18 @@ private:
     Tags received;
     std::atomic<bool> stop{false};
     std::thread thread;
+};
+
+// A client of the server in the second half of every hundred runs.
+class PassingListener {
+public:
+    explicit PassingListener(LoopbackServer& publishing) : server(publishing) {}
+    // Comes or goes as run number `run` has it; false when the server does not notice.
+    bool follow(unsigned run);
+
+private:
+    LoopbackServer& server;
+    std::unique_ptr<LoopbackClient> client;
 };
 
 // A TCP peer of a relay client that sends what a test wants.

@@ -1,4 +1,4 @@
-// A file system of a few kilobytes, that a test can really fill.
+// A small file system, that a test can really fill.
 #pragma once
 
 #include "TemporaryFolder.h"
