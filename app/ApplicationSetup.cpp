@@ -18,8 +18,8 @@ namespace {
 
 // Every measurement brings threads of its own. With the C library's default of eight arenas per core, what
 // one thread freed is kept from the others, and over hours of starts and stops the process holds several
-// times what it uses. With one, it stays where it was after the first minutes; the streams reuse their
-// buffers, and so hardly ever ask it.
+// times what it uses. One arena spreads least; the streams reuse their buffers, and so hardly ever ask for
+// memory.
 void limitMemoryArenas() {
 #ifdef __GLIBC__
     constexpr int kArenas = 1;

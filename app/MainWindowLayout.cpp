@@ -32,9 +32,10 @@ constexpr const char* kThemeNames[] = {
     QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "High contrast"),
     QT_TRANSLATE_NOOP("qorn::timetagger::gui::MainWindow", "Classic")};
 
+constexpr int kRelayWatchMs = 500; // a loss is told within a second
+
 // Room of the status bar's texts in characters, at least and at most. Which instrument it is matters more
 // than the detail, whose whole text stands in its tool tip. The room of the flags is given to them.
-constexpr int kRelayWatchMs = 500;
 constexpr int kFlagLeast = 0;
 constexpr int kFlagMost = 100;
 constexpr int kConnectionLeast = 16;
