@@ -5,9 +5,12 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QFile>
+#include <QtPlugin>
 
 #include <array>
 #include <utility>
+
+Q_IMPORT_PLUGIN(PictureIconPlugin) // for the pictures of the style sheet
 
 namespace qorn::timetagger::gui {
 namespace {

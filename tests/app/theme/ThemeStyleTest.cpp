@@ -8,6 +8,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
+#include <QIcon>
 #include <QImage>
 #include <QLabel>
 #include <QPushButton>
@@ -109,6 +110,21 @@ TEST(ThemeStyle, EveryPictureThatTheTemplateNamesExistsForEveryTheme) {
             EXPECT_FALSE(QImage(path).isNull()) << path.toStdString();
         }
     }
+}
+
+// The toolkit makes its icons anew with each change of the theme, and keeps the name of what each has drawn.
+TEST(ThemeStyle, PicturesThatTheTemplateNamesAreDrawnOnceForAllTheirIcons) {
+    const auto isDrawnOnce = [](const QString& path) {
+        return QIcon(path).pixmap(12, 12).cacheKey() == QIcon(path).pixmap(12, 12).cacheKey();
+    };
+    const QRegularExpression url(QStringLiteral("url\\(([^)]+)\\)"));
+    auto matches = url.globalMatch(fillStyleTemplate(styleTemplate(), theme("Dark")));
+    ASSERT_TRUE(matches.hasNext());
+    while (matches.hasNext()) {
+        const QString path = matches.next().captured(1);
+        EXPECT_TRUE(isDrawnOnce(path)) << path.toStdString();
+    }
+    EXPECT_FALSE(isDrawnOnce(QStringLiteral(":/icons/standard/play.svg"))) << "the control";
 }
 
 TEST(ThemeStyle, NamedControlsHaveTheirFixedProperties) {
