@@ -186,9 +186,13 @@ void DetachableTabWidget::tabRemoved(int index) {
 
 void DetachableTabWidget::repositionAddButton() {
     const QTabBar* bar = tabBar();
-    const QRect lastTab = count() > 0 ? bar->tabRect(count() - 1) : QRect();
-    const int behind = count() > 0 ? bar->x() + lastTab.right() + 1 + kAddButtonGap : 0;
-    const int x = std::clamp(behind, 0, std::max(0, width() - kAddButtonSize));
+    int x = 0;
+    if (count() > 0) {
+        // Tabs that are too many scroll, and the bar's end is taken by the buttons for it.
+        const QRect tabs = bar->tabRect(0).united(bar->tabRect(count() - 1));
+        const int end = tabs.width() > bar->width() ? bar->width() : tabs.right() + 1;
+        x = std::clamp(bar->x() + end + kAddButtonGap, 0, std::max(0, width() - kAddButtonSize));
+    }
     const int y = std::max(0, bar->y() + (bar->height() - kAddButtonSize) / 2);
     addButton->move(x, y);
     addButton->raise();

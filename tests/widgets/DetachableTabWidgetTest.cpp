@@ -341,5 +341,20 @@ TEST(DetachableTabWidget, TheAddButtonStaysInSightAndClearOfTheBarWhenTheTabsOve
     EXPECT_FALSE(workspace.tabs->tabBar()->geometry().intersects(button->geometry()));
 }
 
+TEST(DetachableTabWidget, TheAddButtonLeavesTheScrollButtonsFreeWhicheverTabIsShown) {
+    Workspace workspace;
+    for (int i = 0; i < 12; ++i) {
+        workspace.tabs->addTab(new QWidget, QStringLiteral("Multi correlation %1").arg(i));
+    }
+    const QTabBar* bar = workspace.tabs->tabBar();
+    for (int index = workspace.tabs->count() - 1; index >= 0; --index) {
+        workspace.tabs->setCurrentIndex(index);
+        workspace.window->resize(700 + index, 500); // which places the button anew
+        QCoreApplication::processEvents();
+        EXPECT_TRUE(workspace.tabs->rect().contains(workspace.addButton()->geometry()));
+        EXPECT_FALSE(bar->geometry().intersects(workspace.addButton()->geometry())) << index;
+    }
+}
+
 } // namespace
 } // namespace qorn::timetagger::gui
