@@ -163,7 +163,10 @@ void carryTags(timing::TagStreamReader& reader, std::size_t limit, TagFanOut& fa
         const auto now = clock.now();
         fanOut.noteDropped(counts.dropped);
         if (failure) {
-            keepFirstFailure(failure, [&] { fanOut.record(pulled, now); });
+            keepFirstFailure(failure, [&] {
+                fanOut.record(pulled, now);
+                fanOut.publish(pulled); // those behind will be, and a stream must have no hole
+            });
             std::rethrow_exception(failure);
         }
         fanOut.record(pulled, now);
@@ -223,15 +226,17 @@ void captureLoop(timing::Device& device, const CaptureRequest& request, relay::R
                      start);
     TagFlowMeter meter(events, start);
     StreamSession stream(device);
-    stream.start(header);
     timing::TagStreamReader reader(device);
     meter.follow(reader);
     reader.set_read_hook([&meter, &clock] { meter.watch(clock.now()); });
-    reader.start(header, timing::TagStreamReader::kReadBytes, queueLimit(queueRule, request.batchSize));
 
     const auto limit = static_cast<std::size_t>(std::max(request.batchSize, 1));
     std::exception_ptr failure;
-    keepFirstFailure(failure, [&] { carryTags(reader, limit, fanOut, meter, stop, clock); });
+    keepFirstFailure(failure, [&] {
+        stream.start(header);
+        reader.start(header, timing::TagStreamReader::kReadBytes, queueLimit(queueRule, request.batchSize));
+        carryTags(reader, limit, fanOut, meter, stop, clock);
+    });
     keepFirstFailure(failure, [&] { reader.stop(); });
     if (!failure) {
         keepFirstFailure(failure, [&] { stream.finish(); });

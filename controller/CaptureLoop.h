@@ -55,8 +55,8 @@ struct CaptureRequest {
 
 // Captures until `stop` is set. `relay` may be null. Throws timing::Error or std::runtime_error; on every
 // path the reader is stopped first, then the stream, then the recording is written out. What was received by
-// then reaches the recording, unless its duration is over, and it alone; the last report of the tags' flow
-// comes behind that.
+// then reaches the recording, unless its duration is over, and those who follow while it does, but not the
+// window; the last report of the tags' flow comes behind that.
 void captureLoop(timing::Device& device, const CaptureRequest& request, relay::RelayServer* relay,
                  const std::atomic<bool>& stop, MeasurementEvents& events, LoopClock& clock);
 

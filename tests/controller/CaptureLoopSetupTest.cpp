@@ -3,6 +3,7 @@
 
 #include "Device.h"
 #include "LoopTestSupport.h"
+#include "RecordingCompanionFile.h"
 #include "ScriptedDriver.h"
 #include "TemporaryFolder.h"
 
@@ -223,6 +224,12 @@ TEST_F(CaptureSetup, AFailedStartLeavesAWholeButEmptyRecording) {
     driver->fail("tt_start_stream_mode", -1);
     EXPECT_EQ(failure(), "start_stream(mode): general failure");
     EXPECT_TRUE(test::readRecording(request.recording.path).tags.empty());
+    const auto companion = timing::read_companion(request.recording.path.toStdString());
+    ASSERT_TRUE(companion.has_value());
+    EXPECT_EQ(companion->end, timing::PartEnd::Error);
+    EXPECT_EQ(companion->error, "start_stream(mode): general failure");
+    ASSERT_FALSE(events.flows().empty());
+    EXPECT_TRUE(events.flows().back().ended);
 }
 
 TEST_F(CaptureSetup, TheRecordingsHeaderDescribesSourceAndStream) {

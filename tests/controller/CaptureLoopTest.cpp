@@ -321,6 +321,25 @@ TEST_F(Capture, AStopLosesNothingThatWasReceivedForTheRecordingAndThoseWhoFollow
     EXPECT_EQ(timing::read_companion(request.recording.path.toStdString())->end, timing::PartEnd::Operator);
 }
 
+TEST_F(Capture, AFailedReadLeavesNoHoleInWhatThoseWhoFollowGet) {
+    request.recording.path = QString::fromStdString(folder.file("run.qornts"));
+    request.batchSize = 10;
+    clock.onSleep = [this](std::size_t number) {
+        if (number == 1) {
+            driver->feed(wordsOf(tagsFrom(0, 1234)));
+            driver->feedFailure(-1, "unplugged");
+            EXPECT_TRUE(driver->waitForCall("tt_last_error"));
+        }
+    };
+    test::LoopbackServer server;
+    test::LoopbackClient follower(server.endpoint());
+    ASSERT_TRUE(server.waitForClients(1));
+    EXPECT_EQ(test::failureOf([&] { run(server.get()); }), "read_stream_bytes: general failure (unplugged)");
+    ASSERT_TRUE(follower.waitForTags(1234));
+    EXPECT_EQ(follower.tags(), tagsFrom(0, 1234));
+    EXPECT_EQ(events.flows().back().relay.cut, 0U);
+}
+
 TEST_F(Capture, AStopBehindTheMaximumDurationRecordsNothingMore) {
     request.recording = {QString::fromStdString(folder.file("run.qornts")), 0, 10};
     request.batchSize = 100;
