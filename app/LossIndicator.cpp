@@ -79,7 +79,7 @@ QString LossIndicator::detailsText() const {
                          .arg(unreadLost()));
     }
     if (unreadSkippedBytes() > 0) {
-        parts.append(tr("%1 bytes from the instrument were unreadable and skipped. Time tags in them are in "
+        parts.append(tr("%1 bytes of the stream were unreadable and skipped. Time tags in them are in "
                         "no recording and in no plot.")
                          .arg(unreadSkippedBytes()));
     }

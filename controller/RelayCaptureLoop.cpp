@@ -62,6 +62,9 @@ void relayCaptureLoop(const relay::RelayEndpoint& endpoint, const CaptureRequest
                 carryOn(tags);
             },
             [&] { carryOn({}); });
+    } catch (const relay::InvalidRelayRecord& invalid) {
+        source.skippedBytes = invalid.unreadBytes;
+        failure = std::current_exception();
     } catch (const std::exception&) {
         failure = std::current_exception();
     }

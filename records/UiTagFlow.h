@@ -14,8 +14,9 @@ struct UiTagFlow {
         quint64 dropped = 0;   // thrown away because the reader's queue was full: these are nowhere
         quint64 waiting = 0;   // in the reader's queue now
         quint64 discarded = 0; // in the reader's queue when the capture ended
-        // Of the instrument's stream, behind its first tag: bytes that the decoder could not read. How many
-        // tags they held is not known, so these stand beside the balance.
+        // Bytes that the decoder could not read: of an instrument's stream those behind its first tag, of
+        // another host's the piece with the invalid record. How many tags they held is not known, so these
+        // stand beside the balance.
         quint64 skippedBytes = 0;
         bool balances() const { return received == pulled + dropped + waiting + discarded; }
         bool operator==(const Source&) const = default;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <stdexcept>
 
 namespace qorn::relay {
 
@@ -36,6 +35,9 @@ timing::StreamFileHeader relayStreamHeader() {
     return header;
 }
 
+InvalidRelayRecord::InvalidRelayRecord(std::uint64_t unread)
+    : std::runtime_error("relay stream contains an invalid raw64-ps record"), unreadBytes(unread) {}
+
 RelayDecoder::RelayDecoder() : decoder(relayStreamHeader()), pending(kPieceBytes + timing::kTagWordBytes) {}
 
 std::span<std::uint8_t> RelayDecoder::room() {
@@ -47,7 +49,7 @@ std::span<const timing::TimeTag> RelayDecoder::take(std::size_t count) {
     const std::size_t whole = held - held % timing::kTagWordBytes;
     const std::span<const std::uint8_t> records = std::span(pending).first(whole);
     if (!areRelayRecords(records))
-        throw std::runtime_error("relay stream contains an invalid raw64-ps record");
+        throw InvalidRelayRecord(held);
     const std::span<const timing::TimeTag> tags = decoder.feed(records);
     held -= whole;
     std::copy_n(pending.begin() + static_cast<std::ptrdiff_t>(whole), held, pending.begin());

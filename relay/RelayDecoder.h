@@ -9,12 +9,20 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 namespace qorn::relay {
 
 // The relay's stream, as a decoder or a file of its tags knows it.
 timing::StreamFileHeader relayStreamHeader();
+
+class InvalidRelayRecord : public std::runtime_error {
+public:
+    explicit InvalidRelayRecord(std::uint64_t unread);
+
+    std::uint64_t unreadBytes; // of the piece, which is given up whole
+};
 
 class RelayDecoder {
 public:
@@ -25,7 +33,8 @@ public:
     // Where the next piece goes, behind a record that is not whole yet.
     std::span<std::uint8_t> room();
     // Takes `count` bytes that were put there; gives the tags of the records that are whole now, valid until
-    // the next call. Throws std::runtime_error, and gives none of the piece, when one of them is invalid.
+    // the next call. Throws InvalidRelayRecord, and gives none of the piece, when one of them is invalid:
+    // what stands ahead of a record out of step may be so too.
     std::span<const timing::TimeTag> take(std::size_t count);
 
 private:

@@ -109,7 +109,7 @@ TEST_F(Losses, UnreadableBytesAreToldWithTheirCount) {
     flag.takeFlow(flow);
     EXPECT_EQ(flag.text(), QStringLiteral("Unreadable bytes: 12; Tags not shown: 3"));
     flag.showDetails();
-    EXPECT_TRUE(box()->text().startsWith(QStringLiteral("12 bytes from the instrument were unreadable")));
+    EXPECT_TRUE(box()->text().startsWith(QStringLiteral("12 bytes of the stream were unreadable")));
     EXPECT_TRUE(flow.source.balances()) << "how many tags they held is not known";
     EXPECT_FALSE(flag.isVisible());
 }

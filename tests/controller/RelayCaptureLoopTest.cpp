@@ -287,6 +287,7 @@ TEST_F(RelayCapture, AnInvalidRecordEndsIt) {
     ASSERT_TRUE(publisher.send(qorn::testing::bytesFromHex("80 00 00 00 00 00 00 00")));
     join();
     EXPECT_EQ(text, "relay stream contains an invalid raw64-ps record");
+    EXPECT_EQ(events.flows().back().source.skippedBytes, 8U) << "told, as nobody knows what they were";
     EXPECT_TRUE(test::readRecording(path).tags.empty());
 }
 
