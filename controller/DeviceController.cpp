@@ -6,6 +6,7 @@
 #include "LatestValue.h"
 #include "RelayCaptureLoop.h"
 #include "RelayClient.h"
+#include "SampleBacklog.h"
 #include "UsbTasks.h"
 
 #include <QThreadPool>
@@ -56,13 +57,13 @@ public:
     }
 
     void counterSample(UiCounterSample sample) override {
-        DeviceController& target = controller;
-        controller.queue([&target, sample = std::move(sample)] { Q_EMIT target.counterSample(sample); });
+        queueSample(
+            [&target = controller, sample = std::move(sample)] { Q_EMIT target.counterSample(sample); });
     }
 
     void coincidenceSample(UiCoincidenceSample sample) override {
-        DeviceController& target = controller;
-        controller.queue([&target, sample = std::move(sample)] { Q_EMIT target.coincidenceSample(sample); });
+        queueSample(
+            [&target = controller, sample = std::move(sample)] { Q_EMIT target.coincidenceSample(sample); });
     }
 
     bool hasRoomFor(qsizetype tags) override { return handOver->hasRoomFor(static_cast<quint64>(tags)); }
@@ -106,9 +107,32 @@ public:
         });
     }
 
+    void tellSamplesLeftOut() {
+        if (const quint64 count = samples->takeLeftOut(); count > 0) {
+            DeviceController& target = controller;
+            controller.queue([&target, count] {
+                Q_EMIT target.captureError(
+                    tr("The window could not follow the instrument: %1 samples are missing.").arg(count));
+            });
+        }
+    }
+
 private:
+    template <typename Emission>
+    void queueSample(Emission emission) {
+        if (!samples->enter()) {
+            return;
+        }
+        tellSamplesLeftOut();
+        controller.queue([backlog = samples, emission = std::move(emission)] {
+            emission();
+            backlog->leave();
+        });
+    }
+
     DeviceController& controller;
     quint64 generation;
+    std::shared_ptr<SampleBacklog> samples = std::make_shared<SampleBacklog>();
     std::shared_ptr<GuiHandOver> handOver;
     std::shared_ptr<LatestValue<UiTagFlow>> latestFlow;
 };
@@ -372,6 +396,7 @@ void DeviceController::startMeasurement(std::function<void(Events&)> loop, int m
         } catch (const std::exception& failure) {
             queue([this, text = QString::fromUtf8(failure.what())] { Q_EMIT captureError(text); });
         }
+        events.tellSamplesLeftOut();
         finishAsyncOperation();
     });
 }

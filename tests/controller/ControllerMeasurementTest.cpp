@@ -1,5 +1,6 @@
 // The one measurement task of a controller: starts, refusals, ends and the order of what it tells.
 #include "ControllerTest.h"
+#include "SampleBacklog.h"
 
 #include "RelaySupport.h"
 #include "StreamBuilder.h"
@@ -53,6 +54,30 @@ TEST_F(Measuring, CountingRunsOnAPoolThreadAndDeliversSamples) {
     EXPECT_EQ(driver->calls().back(), "tt_stop_measurement_stream(1)");
     EXPECT_FALSE(signalled->clocks.empty()); // the state that the measurement began with
     expectOnlyTheTaskUsedTheDevice();
+}
+
+TEST_F(Measuring, SamplesThatWaitForAStandingWindowAreBoundedAndTheMissingOnesTold) {
+    constexpr int kBeforeTheStop = SampleBacklog::kMostSamples + 999;
+    for (int sample = 0; sample < kBeforeTheStop; ++sample) {
+        driver->feedSample({{1, 1, 1, 1}, 4, 0});
+    }
+    controller->startCounterMeasurements(0.001, false, 0.0);
+    EXPECT_TRUE(driver->waitForCall("tt_read_count_stream_sample", kBeforeTheStop + 1));
+    controller->stopCapture();
+    driver->feedSample({});
+    ASSERT_TRUE(signalled->waitFor("captureStopped"));
+    EXPECT_EQ(signalled->count("counterSample"), SampleBacklog::kMostSamples);
+    EXPECT_EQ(signalled->textsOf("captureError"),
+              Texts{"captureError(The window could not follow the instrument: 1000 samples are missing.)"});
+
+    driver->feedSample({{1, 1, 1, 1}, 4, 0}); // and all is shown again
+    signalled->clear();
+    controller->startCounterMeasurements(0.001, false, 0.0);
+    ASSERT_TRUE(signalled->waitFor("counterSample"));
+    controller->stopCapture();
+    driver->feedSample({});
+    ASSERT_TRUE(signalled->waitFor("captureStopped"));
+    EXPECT_EQ(signalled->count("captureError"), 0);
 }
 
 TEST_F(Measuring, CapturingDeliversTagsInOrder) {

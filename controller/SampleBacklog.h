@@ -1,0 +1,33 @@
+// How many samples of a counting measurement wait for the GUI thread: one that cannot follow must not fill
+// the memory without end. Shared by the measurement's task and the calls that it queues; any thread.
+#pragma once
+
+#include <QtGlobal>
+
+#include <mutex>
+
+namespace qorn::timetagger::gui {
+
+class SampleBacklog {
+public:
+    // More than a minute of the shortest gate.
+    static constexpr int kMostSamples = 65536;
+
+    explicit SampleBacklog(int mostSamples = kMostSamples) : most(mostSamples) {}
+
+    // A sample is to be queued. False when there is no room: it is left out, and counted.
+    bool enter();
+    // The GUI thread has taken one.
+    void leave();
+
+    // Samples that were left out since the last call.
+    quint64 takeLeftOut();
+
+private:
+    std::mutex mutex; // guards all below
+    int most;
+    int waiting = 0;
+    quint64 leftOut = 0;
+};
+
+} // namespace qorn::timetagger::gui
