@@ -56,6 +56,10 @@ void AsyncDecodedQorntsWriter::enqueue(Entry entry) {
             QCoreApplication::translate("Measurement", "time-tag file writer is closed").toStdString());
     }
     handed += tagsOf(entry);
+    if (failure && entry.kind == Entry::Kind::Loss) {
+        lateLosses.push_back(std::move(entry.loss));
+        return;
+    }
     if (failure) {
         std::rethrow_exception(failure);
     }
@@ -104,8 +108,7 @@ void AsyncDecodedQorntsWriter::stopWork(timing::PartEnd end, const std::string& 
     }
     worker.join();
     if (failure) { // what came since is lost as well
-        companion.fail(failureText, lostTags());
-        noteCompanionFault();
+        tellFailure(failureText);
     }
     companion.finish();
 }
@@ -122,8 +125,7 @@ void AsyncDecodedQorntsWriter::run() {
     try {
         writeUntilClosed();
     } catch (const std::exception& error) {
-        companion.fail(error.what(), lostTags());
-        noteCompanionFault();
+        tellFailure(error.what());
         const std::lock_guard lock(mutex);
         failure = std::current_exception();
         failureText = error.what();
@@ -131,6 +133,23 @@ void AsyncDecodedQorntsWriter::run() {
         notEmpty.notify_all();
         notFull.notify_all();
     }
+}
+
+// With all losses that are known by now.
+void AsyncDecodedQorntsWriter::tellFailure(const std::string& text) {
+    std::vector<timing::RecordingLoss> losses;
+    {
+        const std::lock_guard lock(mutex);
+        losses.swap(lateLosses);
+        for (Entry& entry : queue) { // which nobody will carry out
+            if (entry.kind == Entry::Kind::Loss) {
+                losses.push_back(std::move(entry.loss));
+            }
+        }
+        queue.clear();
+    }
+    companion.fail(text, lostTags(), std::move(losses));
+    noteCompanionFault();
 }
 
 void AsyncDecodedQorntsWriter::writeUntilClosed() {

@@ -54,7 +54,8 @@ public:
     AsyncDecodedQorntsWriter& operator=(const AsyncDecodedQorntsWriter&) = delete;
 
     // Hands over an entry; blocks while the queue is full. Throws the writer's failure once there is one, or
-    // std::runtime_error when it has ended.
+    // std::runtime_error when it has ended; the tags of a refused entry count as lost. A loss is never
+    // refused for a failure, the companion tells of it beside that.
     void enqueue(Entry entry);
 
     // Lets the writer close the file behind what is queued; data that follows is dropped. The error's text
@@ -88,6 +89,7 @@ private:
     std::uint64_t lostTags();
     void noteCompanionFault();
     void stopWork(timing::PartEnd end, const std::string& error);
+    void tellFailure(const std::string& text);
 
     std::string firstPath;
     std::chrono::milliseconds refreshInterval;
@@ -108,6 +110,7 @@ private:
     timing::PartEnd lastEnd = timing::PartEnd::Operator; // of the part that is open at the stop
     std::string lastError;
     std::deque<QString> notices;
+    std::vector<timing::RecordingLoss> lateLosses; // that a failed writer has not told of
     std::exception_ptr failure;
     std::string failureText;
     std::thread worker; // last: starts when all else stands

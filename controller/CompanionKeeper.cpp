@@ -29,7 +29,7 @@ CompanionKeeper::CompanionKeeper(timing::StreamFileWriter& writer) : file(writer
 void CompanionKeeper::begin(const std::filesystem::path& streamFile) {
     finish();
     path = streamFile;
-    failed = false;
+    failedBefore = std::exchange(failed, false);
     displaced = false;
     tally.reset();
     std::error_code none;
@@ -80,11 +80,16 @@ void CompanionKeeper::end(timing::PartEnd reason, std::string_view error) {
     }
 }
 
-void CompanionKeeper::fail(std::string_view error, std::uint64_t lostTags) {
-    if (!tally || (std::exchange(failing, true) && lostTags == lostTold)) {
+void CompanionKeeper::fail(std::string_view error, std::uint64_t lostTags,
+                           std::vector<timing::RecordingLoss> losses) {
+    if (!tally || (std::exchange(failing, true) && lostTags == lostTold && losses.empty())) {
         return;
     }
     open = false;
+    for (timing::RecordingLoss& loss : losses) {
+        loss.record = tally->records();
+        tally->add(std::move(loss));
+    }
     if (lostTags > lostTold) {
         tally->add({tally->records(), tally->scanned().last_time(), kWriterStage,
                     lostTags - std::exchange(lostTold, lostTags)});
@@ -108,7 +113,7 @@ void CompanionKeeper::write(timing::PartEnd reason, std::string_view error, Comp
     const std::optional<std::string> wrong =
         timing::write_companion(path, tally->companion(reason, text), room);
     changed = wrong.has_value();
-    if (wrong && !std::exchange(failed, true) && !displaced) { // of which the operator knows already
+    if (wrong && !std::exchange(failed, true) && !failedBefore && !displaced) { // else the operator knows
         notice =
             QCoreApplication::translate("Measurement", "The recording goes on without its companion file: %1")
                 .arg(QString::fromStdString(*wrong));

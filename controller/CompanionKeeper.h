@@ -45,8 +45,8 @@ public:
     void end(timing::PartEnd reason, std::string_view error = {});
 
     // The recording ends with this text, in the latest part; `lostTags` in all were on their way to the file
-    // and are in none. May be called again with more of them.
-    void fail(std::string_view error, std::uint64_t lostTags);
+    // and are in none, and `losses` were not added before. May be called again with more of both.
+    void fail(std::string_view error, std::uint64_t lostTags, std::vector<timing::RecordingLoss> losses = {});
 
     // Nothing more will be written: gives back the room that the disk keeps for it.
     void finish();
@@ -54,8 +54,8 @@ public:
     // Records that the system has taken, in all files. Any thread.
     std::uint64_t recordsTaken() const { return taken; }
 
-    // For the operator, once per part: the file is not in its place, or the first failure to write the
-    // companion.
+    // For the operator: once per part that the file is not in its place, and the first failure to write a
+    // companion; of the parts that follow only when there was one without such a failure.
     std::optional<QString> takeNotice();
 
 private:
@@ -68,6 +68,7 @@ private:
     bool open = false;                           // that part
     bool changed = false;
     bool failed = false;        // to write a companion of this part
+    bool failedBefore = false;  // of the part before
     bool displaced = false;     // the file
     bool failing = false;       // fail() was called
     std::uint64_t lostTold = 0; // by fail()

@@ -50,11 +50,19 @@ void TagFanOut::record(std::span<const timing::TimeTag> tags, LoopClock::TimePoi
     if (!recording) {
         return;
     }
-    recording->append(tags, now);
+    std::exception_ptr failure;
+    try {
+        recording->append(tags, now);
+    } catch (const std::exception&) {
+        failure = std::current_exception();
+    }
     counts.recording.offered += tags.size();
     (recording->isActive() ? handed : counts.recording.afterEnd) += tags.size();
     countWritten();
     passOnNotices();
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
 }
 
 void TagFanOut::publish(std::span<const timing::TimeTag> tags) {

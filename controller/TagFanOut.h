@@ -54,7 +54,6 @@ public:
     // The counts of recording, relay and GUI; they balance.
     const UiTagFlow& flow() const { return counts; }
     // So many tags in all were lost in the reader before those that come next: the recording tells of it.
-    // Throws the recording's failure.
     void noteDropped(quint64 dropped);
 
 private:

@@ -72,19 +72,18 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
         return;
     }
     if (hasPassed(config.maxDurationSeconds, recordingBegin, now)) {
-        writer.finishRecording();
         active = false;
+        writer.finishRecording();
         return;
     }
     if (hasPassed(config.rotateSeconds, partBegin, now)) {
-        header.created_utc = creationTime();
-        Entry entry;
-        entry.kind = Entry::Kind::Rotate;
-        entry.path = freePath(recordingPartPath(config.path, ++partIndex));
-        entry.header = header;
-        writer.enqueue(std::move(entry));
-        partBegin = now;
-        times.restart();
+        try {
+            rotate(now);
+        } catch (const std::exception&) {
+            if (tags.empty()) {
+                throw;
+            } // else the writer shall know of them, and throws once more
+        }
     }
     if (!tags.empty()) {
         Entry entry;
@@ -93,6 +92,17 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
         writer.enqueue(std::move(entry));
         lastTime = tags.back().timestamp_ps;
     }
+}
+
+void TagRecording::rotate(LoopClock::TimePoint now) {
+    header.created_utc = creationTime();
+    Entry entry;
+    entry.kind = Entry::Kind::Rotate;
+    entry.path = freePath(recordingPartPath(config.path, ++partIndex));
+    entry.header = header;
+    writer.enqueue(std::move(entry));
+    partBegin = now;
+    times.restart();
 }
 
 void TagRecording::noteLoss(std::string_view stage, std::uint64_t count) {
@@ -110,11 +120,14 @@ void TagRecording::close() {
 }
 
 void TagRecording::closeAfter(const std::string& error) noexcept {
-    try {
-        writer.finishRecording(timing::PartEnd::Error, error);
-        writer.close();
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): see the header
-    }
+    const auto swallowingFailures = [](auto&& work) {
+        try {
+            work();
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): see the header
+        }
+    };
+    swallowingFailures([&] { writer.finishRecording(timing::PartEnd::Error, error); });
+    swallowingFailures([&] { writer.close(); }); // after a failure too: only then its losses are all told
     active = false;
 }
 

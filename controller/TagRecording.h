@@ -36,8 +36,7 @@ public:
     bool isActive() const { return active; }
 
     // So many tags were lost in the stage of that name (at most 64 bytes) behind those that were appended:
-    // the companion tells of it. Nothing for no tags, and behind the maximum duration. Throws the writer's
-    // failure.
+    // the companion tells of it. Nothing for no tags, and behind the maximum duration.
     void noteLoss(std::string_view stage, std::uint64_t count);
 
     // The operator's stop: writes what is queued and closes the file. Throws the writer's failure.
@@ -55,6 +54,8 @@ public:
     std::optional<QString> takeNotice() { return writer.takeNotice(); }
 
 private:
+    void rotate(LoopClock::TimePoint now);
+
     TagRecording(const UiTimeTagRecordingConfig& recording, const timing::StreamFileHeader& first,
                  LoopClock::TimePoint now);
 

@@ -336,17 +336,41 @@ TEST_F(Companions, ThatCannotBeWrittenAreToldOnceAndHarmNothing) {
     EXPECT_EQ(of(file("run_part002.qornts")).records, 10U) << "the next part has one again";
 }
 
-TEST_F(Companions, ThatCannotBeWrittenAreToldOfForEachPart) {
-    std::filesystem::create_directory(file("run.qornts.json.part"));
-    std::filesystem::create_directory(file("run_part002.qornts.json.part"));
+// A box for each part of days of rotation would help nobody.
+TEST_F(Companions, ThatCannotBeWrittenAreToldAgainOnlyBehindAPartThatHasOne) {
+    for (const char* part : {"run", "run_part002", "run_part003", "run_part005"}) {
+        std::filesystem::create_directory(file((part + std::string(".qornts.json.part")).c_str()));
+    }
     const auto recording = start(10);
-    recording->append(tagsFrom(0, 10), kStart);
-    recording->append(tagsFrom(10, 10), kStart + 10s);
+    for (int part = 0; part < 5; ++part) {
+        recording->append(tagsFrom(part * 10, 10), kStart + part * 10s);
+    }
     recording->close();
     EXPECT_TRUE(recording->takeNotice().value_or(QString()).contains(QStringLiteral("run.qornts.json")));
     EXPECT_TRUE(
-        recording->takeNotice().value_or(QString()).contains(QStringLiteral("run_part002.qornts.json")));
+        recording->takeNotice().value_or(QString()).contains(QStringLiteral("run_part005.qornts.json")));
     EXPECT_FALSE(recording->takeNotice().has_value());
+}
+
+TEST_F(Companions, OfAFailedWriterTellAllThatWasLost) {
+    const auto recording = start(10);
+    recording->append(tagsFrom(0, 10), kStart);
+    std::filesystem::create_directory(file("run_part002.qornts")); // where the next part is to go
+    std::string failure;
+    std::uint64_t lost = 0;
+    for (int pass = 0; failure.empty(); ++pass) { // until the writer has noticed
+        recording->noteLoss("reader", 1000);
+        lost += 1000;
+        failure = test::failureOf([&] { recording->append(tagsFrom(10, 7), kStart + 10s); });
+        lost += 7;
+    }
+    recording->noteLoss("reader", 500); // once it is known to have failed
+    // That pass would have gone to a part of its own.
+    EXPECT_EQ(test::failureOf([&] { recording->append(tagsFrom(20, 3), kStart + 20s); }), failure);
+    recording->closeAfter(failure);
+    EXPECT_EQ(of(path).error, failure);
+    EXPECT_EQ(of(path).records, 10U);
+    EXPECT_EQ(of(path).lost(), lost + 503);
 }
 
 TEST_F(Companions, OfOtherRecordingsAreNotReplaced) {
