@@ -54,9 +54,10 @@ TEST_F(LiveRecording, HasNoFaultButThatItGoesOn) {
     tally.expect(timing::RecordTime{0, 0});
     ASSERT_EQ(timing::write_companion(path, tally.companion(timing::PartEnd::Open)), std::nullopt);
     std::atomic<bool> ended = false;
+    std::atomic<int> looks = 0;
     std::thread recorder([&] {
         const std::filesystem::path next = folder.file("next");
-        for (std::int64_t number = 0; number < kRounds / 4; ++number) {
+        for (std::int64_t number = 0; number < kRounds / 4 || looks == 0; ++number) {
             const Bytes word = wordAt(number);
             tally.add(word);
             const std::string text = timing::companion_to_json(tally.companion(timing::PartEnd::Open));
@@ -71,7 +72,7 @@ TEST_F(LiveRecording, HasNoFaultButThatItGoesOn) {
         ended = true;
     });
     std::vector<std::string> seen;
-    while (!ended && seen.size() < 5) {
+    for (; !ended && seen.size() < 5; ++looks) {
         const std::vector<std::string> faults = verificationOf(path).faults;
         if (faults != std::vector<std::string>{"it is being recorded still"}) {
             seen.insert(seen.end(), faults.begin(), faults.end());
