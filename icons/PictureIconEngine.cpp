@@ -54,12 +54,12 @@ void PictureIconEngine::paint(QPainter* painter, const QRect& rect, QIcon::Mode 
 QPixmap PictureIconEngine::draw(const QSize& size, QIcon::Mode mode) const {
     QImageReader reader(path);
     reader.setScaledSize(size);
-    const QPixmap picture = QPixmap::fromImage(reader.read());
+    QPixmap picture = QPixmap::fromImage(reader.read());
     if (picture.isNull()) {
         return picture;
     }
     if (colours == IconColours::Text) {
-        return inOneColour(picture, textColour(mode));
+        return inOneColour(std::move(picture), textColour(mode));
     }
     const QStyleOption option;
     return QApplication::style()->generatedIconPixmap(mode, picture, &option);
