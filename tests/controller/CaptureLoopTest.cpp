@@ -44,7 +44,7 @@ protected:
     }
 
     // Lets the loop pull nothing until all that was fed waits in the reader's queue, then runs `next` once.
-    void whenAllIsRead(std::function<void()> next = {}) {
+    void whenAllIsRead(const std::function<void()>& next = {}) {
         clock.onSleep = [this, next](std::size_t number) {
             if (number == 1) {
                 for (Bytes& piece : pieces) {
