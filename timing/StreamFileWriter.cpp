@@ -90,11 +90,13 @@ void StreamFileWriter::open(const std::string& path, const StreamFileHeader& hea
     if (!opened.is_open()) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
     }
-    if (!lock(opened)) {
-        throw Error(TT_FILE_ERROR, "StreamFileWriter: is being written by another program: " + path);
-    }
-    if (isRegular(path) && ::ftruncate(opened.get(), 0) != 0) {
-        throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
+    if (isRegular(path)) { // a device has room for all
+        if (!lock(opened)) {
+            throw Error(TT_FILE_ERROR, "StreamFileWriter: is being written by another program: " + path);
+        }
+        if (::ftruncate(opened.get(), 0) != 0) {
+            throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
+        }
     }
     file = std::move(opened);
     filePath = path;

@@ -57,14 +57,14 @@ TEST_F(Measuring, CountingRunsOnAPoolThreadAndDeliversSamples) {
 }
 
 TEST_F(Measuring, SamplesThatWaitForAStandingWindowAreBoundedAndTheMissingOnesTold) {
-    constexpr int kBeforeTheStop = SampleBacklog::kMostSamples + 999;
-    for (int sample = 0; sample < kBeforeTheStop; ++sample) {
+    constexpr int kSamples = SampleBacklog::kMostSamples + 1000;
+    for (int sample = 0; sample < kSamples; ++sample) {
         driver->feedSample({{1, 1, 1, 1}, 4, 0});
     }
     controller->startCounterMeasurements(0.001, false, 0.0);
-    EXPECT_TRUE(driver->waitForCall("tt_read_count_stream_sample", kBeforeTheStop + 1));
+    EXPECT_TRUE(driver->waitForCall("tt_read_count_stream_sample", kSamples + 1));
     controller->stopCapture();
-    driver->feedSample({});
+    EXPECT_TRUE(test::eventually([this] { return !controller->isCapturing(); })); // and nothing is shown yet
     ASSERT_TRUE(signalled->waitFor("captureStopped"));
     EXPECT_EQ(signalled->count("counterSample"), SampleBacklog::kMostSamples);
     EXPECT_EQ(signalled->textsOf("captureError"),

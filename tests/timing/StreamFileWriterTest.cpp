@@ -105,6 +105,12 @@ TEST_F(StreamFile, OpeningTruncatesAnEarlierFile) {
     EXPECT_EQ(readBytes(path), headBytes(sampleHeader()));
 }
 
+TEST_F(StreamFile, ADeviceTakesAnyNumberOfWriters) {
+    StreamFileWriter other;
+    other.open("/dev/null", sampleHeader("first"));
+    EXPECT_NO_THROW(writer.open("/dev/null", sampleHeader("second")));
+}
+
 TEST_F(StreamFile, AFileThatAnotherWriterHasIsLeftAlone) {
     writer.open(path, sampleHeader("first"));
     writer.append(Bytes(8, 1), 1);
