@@ -58,6 +58,17 @@ protected:
         };
     }
 
+    // So many tags come, and behind them a read fails, before the loop pulls anything.
+    void failTheReadBehind(std::size_t tags) {
+        clock.onSleep = [this, tags](std::size_t number) {
+            if (number == 1) {
+                driver->feed(wordsOf(tagsFrom(0, tags)));
+                driver->feedFailure(-1, "unplugged");
+                EXPECT_TRUE(driver->waitForCall("tt_last_error"));
+            }
+        };
+    }
+
     ScopedDriver driver;
     timing::Device device = timing::Device::open_serial("A");
     std::atomic<bool> stop{false};
@@ -288,13 +299,7 @@ TEST_F(Capture, AFailedReadEndsItWithItsTextAndCleansUp) {
 TEST_F(Capture, WhatWasDecodedBeforeAFailureIsInTheFile) {
     request.recording.path = QString::fromStdString(folder.file("run.qornts"));
     request.batchSize = 10;
-    clock.onSleep = [this](std::size_t number) {
-        if (number == 1) {
-            driver->feed(wordsOf(tagsFrom(0, 1234)));
-            driver->feedFailure(-1, "unplugged");
-            EXPECT_TRUE(driver->waitForCall("tt_last_error"));
-        }
-    };
+    failTheReadBehind(1234);
     EXPECT_EQ(test::failureOf([this] { run(); }), "read_stream_bytes: general failure (unplugged)");
     EXPECT_EQ(test::readRecording(request.recording.path).tags, tagsFrom(0, 1234));
 }
@@ -324,13 +329,7 @@ TEST_F(Capture, AStopLosesNothingThatWasReceivedForTheRecordingAndThoseWhoFollow
 TEST_F(Capture, AFailedReadLeavesNoHoleInWhatThoseWhoFollowGet) {
     request.recording.path = QString::fromStdString(folder.file("run.qornts"));
     request.batchSize = 10;
-    clock.onSleep = [this](std::size_t number) {
-        if (number == 1) {
-            driver->feed(wordsOf(tagsFrom(0, 1234)));
-            driver->feedFailure(-1, "unplugged");
-            EXPECT_TRUE(driver->waitForCall("tt_last_error"));
-        }
-    };
+    failTheReadBehind(1234);
     test::LoopbackServer server;
     test::LoopbackClient follower(server.endpoint());
     ASSERT_TRUE(server.waitForClients(1));
