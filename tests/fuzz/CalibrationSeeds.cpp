@@ -2,15 +2,14 @@
 // files with one fault each. `qorn_calibration_seeds tests/fuzz/corpus/calibration` makes the files that are
 // kept beside this one.
 #include "FineCalibration.h"
+#include "SeedFolder.h"
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 
 namespace {
 
 using namespace qorn::timing;
+using qorn::fuzz::SeedFolder;
 using Bytes = std::vector<std::uint8_t>;
 
 // Places in a file without a serial.
@@ -18,27 +17,6 @@ constexpr std::size_t kVersionAt = 4;
 constexpr std::size_t kSerialLengthAt = 8;
 constexpr std::size_t kLineCountAt = 12;
 constexpr std::size_t kEntryCountAt = 17;
-
-class SeedFolder {
-public:
-    explicit SeedFolder(const char* path) : folder(path) {
-        std::error_code failed; // shows when a file is opened
-        std::filesystem::create_directories(folder, failed);
-    }
-
-    void write(const char* name, const Bytes& content) {
-        std::ofstream file(folder / name, std::ios::binary | std::ios::trunc);
-        file.write(reinterpret_cast<const char*>(content.data()),
-                   static_cast<std::streamsize>(content.size()));
-        file.close();
-        fine = fine && file.good();
-    }
-    bool isFine() const { return fine; }
-
-private:
-    std::filesystem::path folder;
-    bool fine = true;
-};
 
 FineCalibration calibrationOf(std::size_t lines, std::size_t entries) {
     FineCalibration calibration;
@@ -91,7 +69,7 @@ void writeSeeds(SeedFolder& folder) {
     folder.write("eight-lines", encode_calibration_file(calibrationOf(8, 1)));
     folder.write("odd-numbers", encode_calibration_file(calibrationOfOddNumbers()));
     folder.write("more-bytes", longer);
-    folder.write("no-bytes", {});
+    folder.write("no-bytes", "");
     folder.write("magic-only", first(one, 4));
     folder.write("other-magic", otherMagic);
     folder.write("other-version", withNumberAt(one, kVersionAt, 2));
@@ -110,13 +88,9 @@ void writeSeeds(SeedFolder& folder) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
-        return 2;
-    }
-    SeedFolder folder(argv[1]);
-    writeSeeds(folder);
-    if (!folder.isFine())
-        std::fprintf(stderr, "%s cannot be written\n", argv[1]);
-    return folder.isFine() ? 0 : 1;
+    return qorn::fuzz::writeCorpus(argc, argv, [](const std::filesystem::path& corpus) {
+        SeedFolder folder(corpus);
+        writeSeeds(folder);
+        return folder.isFine();
+    });
 }

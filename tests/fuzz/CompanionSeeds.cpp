@@ -5,11 +5,9 @@
 #include "RecordTimes.h"
 #include "RecordingCompanionFile.h"
 #include "RecordingTally.h"
+#include "SeedFolder.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <limits>
 
@@ -28,41 +26,34 @@ RecordingCompanion wholeCompanion() {
     return tally.companion(PartEnd::Operator);
 }
 
-class SeedFolder {
+// Companions that differ from a whole one in one point each.
+class CompanionFolder {
 public:
-    explicit SeedFolder(const char* path) : folder(path) {
-        std::error_code failed; // shows when a file is opened
-        std::filesystem::create_directories(folder, failed);
-    }
+    explicit CompanionFolder(const std::filesystem::path& path) : folder(path) {}
 
-    void write(const char* name, const std::string& text) {
-        std::ofstream file(folder / name, std::ios::binary | std::ios::trunc);
-        file << text;
-        file.close();
-        fine = fine && file.good();
-    }
+    void write(const char* name, const std::string& text) { folder.write(name, text); }
     void write(const char* name, const std::function<void(RecordingCompanion&)>& change) {
         RecordingCompanion companion = whole;
         change(companion);
-        write(name, companion_to_json(companion));
+        folder.write(name, companion_to_json(companion));
     }
     // The text with its first `part` replaced; its own CRC is that of the whole one.
     void write(const char* name, const std::string& part, const std::string& other) {
         std::string text = companion_to_json(whole);
         const std::size_t at = text.find(part);
-        fine = fine && at != std::string::npos;
-        write(name, at == std::string::npos ? text : text.replace(at, part.size(), other));
+        partsFound = partsFound && at != std::string::npos;
+        folder.write(name, at == std::string::npos ? text : text.replace(at, part.size(), other));
     }
-    bool isFine() const { return fine; }
+    bool isFine() const { return partsFound && folder.isFine(); }
 
     const RecordingCompanion whole = wholeCompanion();
 
 private:
-    std::filesystem::path folder;
-    bool fine = true;
+    qorn::fuzz::SeedFolder folder;
+    bool partsFound = true;
 };
 
-void writeCompanions(SeedFolder& folder) {
+void writeCompanions(CompanionFolder& folder) {
     const std::vector<TimeTag> tags = qorn::testing::companionTags();
     folder.write("whole", [](RecordingCompanion&) {});
     folder.write("without-records", [](RecordingCompanion& companion) { companion = {}; });
@@ -120,14 +111,9 @@ void writeCompanions(SeedFolder& folder) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
-        return 2;
-    }
-    SeedFolder folder(argv[1]);
-    writeCompanions(folder);
-    if (!folder.isFine()) {
-        std::fprintf(stderr, "%s cannot be written\n", argv[1]);
-    }
-    return folder.isFine() ? 0 : 1;
+    return qorn::fuzz::writeCorpus(argc, argv, [](const std::filesystem::path& corpus) {
+        CompanionFolder folder(corpus);
+        writeCompanions(folder);
+        return folder.isFine();
+    });
 }

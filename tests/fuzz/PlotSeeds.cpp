@@ -2,33 +2,26 @@
 // files with one fault each. `qorn_plot_seeds tests/fuzz/corpus` makes the files that are kept beside this
 // one.
 #include "PlotFile.h"
+#include "SeedFolder.h"
 
-#include <QDir>
-#include <QFile>
 #include <QtEndian>
 
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
 namespace {
 
 using namespace qorn::timetagger::gui;
 
-class SeedFolder {
+class PlotFolder {
 public:
-    explicit SeedFolder(const QString& path) : folder(path) { fine = folder.mkpath(QStringLiteral(".")); }
+    explicit PlotFolder(const std::filesystem::path& path) : folder(path) {}
 
-    void write(const char* name, const QByteArray& content) {
-        QFile file(folder.filePath(QLatin1String(name)));
-        fine =
-            fine && file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.flush();
-    }
-    bool isFine() const { return fine; }
+    void write(const char* name, const QByteArray& content) { folder.write(name, content.toStdString()); }
+    bool isFine() const { return folder.isFine(); }
 
 private:
-    QDir folder;
-    bool fine = false;
+    qorn::fuzz::SeedFolder folder;
 };
 
 PlotModel barPlot() {
@@ -78,8 +71,8 @@ QByteArray withNumberAt(QByteArray bytes, qsizetype at, quint32 number) {
     return bytes;
 }
 
-bool writeBinarySeeds(const QString& path) {
-    SeedFolder folder(path);
+bool writeBinarySeeds(const std::filesystem::path& path) {
+    PlotFolder folder(path);
     const QByteArray empty = encodePlot(PlotModel());
     const QByteArray bars = encodePlot(barPlot());
     folder.write("empty", empty);
@@ -106,8 +99,8 @@ bool writeBinarySeeds(const QString& path) {
     return folder.isFine();
 }
 
-bool writeCsvSeeds(const QString& path) {
-    SeedFolder folder(path);
+bool writeCsvSeeds(const std::filesystem::path& path) {
+    PlotFolder folder(path);
     folder.write("bars", encodePlotCsv(barPlot()).toUtf8());
     folder.write("series", encodePlotCsv(annotatedPlot()).toUtf8());
     folder.write("no-bytes", {});
@@ -128,14 +121,7 @@ bool writeCsvSeeds(const QString& path) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
-        return 2;
-    }
-    const QDir corpus(QString::fromLocal8Bit(argv[1]));
-    const bool written = writeBinarySeeds(corpus.filePath(QStringLiteral("plot_binary"))) &&
-                         writeCsvSeeds(corpus.filePath(QStringLiteral("plot_csv")));
-    if (!written)
-        std::fprintf(stderr, "%s cannot be written\n", argv[1]);
-    return written ? 0 : 1;
+    return qorn::fuzz::writeCorpus(argc, argv, [](const std::filesystem::path& corpus) {
+        return writeBinarySeeds(corpus / "plot_binary") && writeCsvSeeds(corpus / "plot_csv");
+    });
 }

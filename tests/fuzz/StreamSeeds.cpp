@@ -1,43 +1,18 @@
 // Writes the seeds of the fuzz targets of streams, stream files and scenes into the folders below one:
 // `qorn_stream_seeds tests/fuzz/corpus` makes the files that are kept beside this one.
 #include "SceneLoader.h"
+#include "SeedFolder.h"
 #include "StreamBuilder.h"
 #include "StreamFiles.h"
 #include "TagStreamEncoder.h"
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 namespace {
 
 using namespace qorn::testing;
+using qorn::fuzz::SeedFolder;
 using qorn::timing::TimeTag;
-
-class SeedFolder {
-public:
-    explicit SeedFolder(std::filesystem::path path) : folder(std::move(path)) {
-        std::error_code failed; // shows when a file is opened
-        std::filesystem::create_directories(folder, failed);
-    }
-
-    void write(const char* name, std::span<const std::uint8_t> content) {
-        std::ofstream file(folder / name, std::ios::binary | std::ios::trunc);
-        file.write(reinterpret_cast<const char*>(content.data()),
-                   static_cast<std::streamsize>(content.size()));
-        file.close();
-        fine = fine && file.good();
-    }
-    void write(const char* name, std::string_view text) {
-        write(name, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-    }
-    bool isFine() const { return fine; }
-
-private:
-    std::filesystem::path folder;
-    bool fine = true;
-};
 
 // Times are multiples of 16 ps; the inputs take turns.
 std::vector<TimeTag> tagsOf(std::size_t count, std::int64_t stepPs, std::size_t inputs = 4) {
@@ -196,20 +171,13 @@ void writeScenes(SeedFolder& folder) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
-        return 2;
-    }
-    const std::filesystem::path corpus = argv[1];
-    SeedFolder streams(corpus / "decoder");
-    SeedFolder files(corpus / "stream_file");
-    SeedFolder scenes(corpus / "scene");
-    writeStreams(streams);
-    writeFiles(files);
-    writeScenes(scenes);
-    const bool fine = streams.isFine() && files.isFine() && scenes.isFine();
-    if (!fine) {
-        std::fprintf(stderr, "%s cannot be written\n", argv[1]);
-    }
-    return fine ? 0 : 1;
+    return qorn::fuzz::writeCorpus(argc, argv, [](const std::filesystem::path& corpus) {
+        SeedFolder streams(corpus / "decoder");
+        SeedFolder files(corpus / "stream_file");
+        SeedFolder scenes(corpus / "scene");
+        writeStreams(streams);
+        writeFiles(files);
+        writeScenes(scenes);
+        return streams.isFine() && files.isFine() && scenes.isFine();
+    });
 }
