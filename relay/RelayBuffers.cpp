@@ -33,6 +33,11 @@ RelayBatch RelayBuffers::makeBatch(std::vector<std::uint8_t> bytes) {
     return RelayBatch(lent, &lent->bytes);
 }
 
+void RelayBuffers::clear() {
+    const std::lock_guard lock(mutex);
+    spare.clear();
+}
+
 void RelayBuffers::giveBack(std::vector<std::uint8_t> bytes) noexcept {
     if (bytes.capacity() > kMostBytes)
         return;

@@ -23,6 +23,8 @@ public:
     std::vector<std::uint8_t> take();
     // A batch of these bytes, whose memory comes back when the batch is freed.
     RelayBatch makeBatch(std::vector<std::uint8_t> bytes);
+    // Gives up the memory at hand.
+    void clear();
 
 private:
     struct Lent;

@@ -278,9 +278,13 @@ void RelayServer::stop() {
     impl->stream_listener.close();
     impl->status_listener.close();
     std::deque<RelayBatch> dropped; // freed after the lock is
-    const std::lock_guard lock(impl->mutex);
-    impl->dropQueue(dropped);
-    impl->stats.running = false;
+    {
+        const std::lock_guard lock(impl->mutex);
+        impl->dropQueue(dropped);
+        impl->stats.running = false;
+    }
+    dropped.clear();
+    impl->buffers->clear();
 }
 
 bool RelayServer::running() const {

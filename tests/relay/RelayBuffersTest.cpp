@@ -43,6 +43,15 @@ TEST(RelayBuffers, NoMoreMemoryIsKeptThanItsLimits) {
     EXPECT_EQ(buffers->take().capacity(), 0U);
 }
 
+TEST(RelayBuffers, TheMemoryAtHandCanBeGivenUp) {
+    const auto buffers = std::make_shared<RelayBuffers>();
+    buffers->makeBatch(Bytes(8)).reset();
+    buffers->clear();
+    EXPECT_EQ(buffers->take().capacity(), 0U);
+    buffers->makeBatch(Bytes(8)).reset();
+    EXPECT_GE(buffers->take().capacity(), 8U);
+}
+
 TEST(RelayBuffers, ABatchMayOutliveItsOwner) {
     auto buffers = std::make_shared<RelayBuffers>();
     const RelayBatch batch = buffers->makeBatch(patternRecords(64));
@@ -57,6 +66,17 @@ TEST(RelayBuffers, AServerGivesTheMemoryOfASentBatch) {
     server.publish(patternRecords(4096));
     EXPECT_EQ(peer.read(4096), patternRecords(4096));
     EXPECT_TRUE(eventually([&] { return server->takeBuffer().capacity() >= 4096; }));
+}
+
+TEST(RelayBuffers, AServerThatIsStoppedKeepsNoMemory) {
+    TestServer server;
+    Peer peer = Peer::connectTo(server.streamPort());
+    ASSERT_TRUE(server.waitForStreamClients(1));
+    for (int batch = 0; batch < 4; ++batch) { // of which some are still with the client or wait
+        server.publish(patternRecords(65536));
+    }
+    server->stop();
+    EXPECT_EQ(server->takeBuffer().capacity(), 0U);
 }
 
 } // namespace
