@@ -2,7 +2,9 @@
 // rate: window_load [--rate TAGS/S] [--seconds S] [--tabs TYPE,TYPE...]. Prints one JSON object:
 //   rate                     tags/s asked of the instrument
 //   received                 tags that reached the tabs
-//   dropped                  tags lost between instrument and window
+//   dropped                  tags lost between instrument and window: by the reader, or because the window
+//   had
+//                            too many waiting
 //   missing                  tags of whole 100 ms that did not reach the tabs: lost, or withheld because they
 //                            are more than the window's budget
 //   delay_ms_end, _most      from a tag at the input until all tabs had worked it off: the longest of the
@@ -21,6 +23,7 @@
 #include "IsolatedHome.h"
 #include "MainWindow.h"
 #include "StreamMeter.h"
+#include "UiTagFlow.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -29,7 +32,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
 #include <QTimer>
 
 #include <algorithm>
@@ -116,6 +118,8 @@ public:
                          [this](const QString& text) { failure = text; });
         QObject::connect(controller, &DeviceController::captureError, &window,
                          [this](const QString& text) { takeError(text); });
+        QObject::connect(controller, &DeviceController::tagFlowChanged, &window,
+                         [this](const UiTagFlow& counts) { flow = counts; });
     }
 
     // False, with a text in problem(), when it could not be measured.
@@ -147,7 +151,7 @@ public:
     QJsonObject report(double rate) const {
         return {{QStringLiteral("rate"), rate},
                 {QStringLiteral("received"), static_cast<qint64>(meter.received())},
-                {QStringLiteral("dropped"), static_cast<qint64>(dropped)},
+                {QStringLiteral("dropped"), static_cast<qint64>(flow.source.dropped + flow.gui.backlog)},
                 {QStringLiteral("missing"), static_cast<qint64>(meter.missing())},
                 {QStringLiteral("delay_ms_end"), delayMsEnd},
                 {QStringLiteral("delay_ms_most"), meter.longestDelayMs()},
@@ -195,12 +199,9 @@ private:
         pause(100); // what the capture reports at its end
     }
 
-    // A loss is told as a text with the number of tags; anything else ends the measurement.
+    // A loss is counted; anything else ends the measurement.
     void takeError(const QString& text) {
-        static const QRegularExpression kLoss(QStringLiteral("([0-9]+) time tags were lost"));
-        if (const QRegularExpressionMatch match = kLoss.match(text); match.hasMatch()) {
-            dropped += match.captured(1).toULongLong();
-        } else {
+        if (!text.contains(QLatin1String("time tags were lost"))) {
             failure = text;
         }
     }
@@ -225,7 +226,7 @@ private:
     QList<ExperimentTab*> tabs;
     StreamMeter meter;
     bench::EventLoopProbe probe;
-    quint64 dropped = 0;
+    UiTagFlow flow; // the latest counts
     double delayMsEnd = 0.0;
     double cpu = 0.0;
     QString failure;
