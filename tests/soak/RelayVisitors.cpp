@@ -1,6 +1,7 @@
 #include "RelayVisitors.h"
 
 #include "RelayClient.h"
+#include "RelayDecoder.h"
 
 #include <exception>
 
@@ -18,6 +19,8 @@ void RelayVisitors::come(const relay::RelayEndpoint& endpoint) {
                 received += tags.size();
                 tags.clear();
             });
+        } catch (const relay::InvalidRelayRecord&) {
+            ++invalid;
         } catch (const std::exception&) {
             // The publisher went, which visitors have to expect.
         }

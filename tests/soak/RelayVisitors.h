@@ -24,6 +24,8 @@ public:
 
     // Tags that all visitors so far have received.
     std::uint64_t tags() const { return received; }
+    // Visits that ended because what came was no record.
+    int invalidRecords() const { return invalid; }
 
 private:
     struct Visitor {
@@ -33,6 +35,7 @@ private:
 
     std::vector<std::unique_ptr<Visitor>> visitors;
     std::atomic<std::uint64_t> received = 0;
+    std::atomic<int> invalid = 0;
 };
 
 } // namespace qorn::soak

@@ -154,6 +154,12 @@ void SoakOperator::judge() {
     if (comparedRecordings == 0) {
         watch.complain(QStringLiteral("no recording was compared"));
     }
+    if (visitors.tags() == 0) {
+        watch.complain(QStringLiteral("no tag was relayed"));
+    }
+    if (visitors.invalidRecords() > 0) {
+        watch.complain(QStringLiteral("%1 invalid records were relayed").arg(visitors.invalidRecords()));
+    }
 }
 
 // The faults that the plan injects are told in boxes.
@@ -252,6 +258,13 @@ void SoakOperator::record() {
     tab->loadSharedConfig(
         {{QStringLiteral("timeTagRecording"), QJsonObject{{QStringLiteral("enabled"), false}}}});
     captureLimit = static_cast<double>(clock.elapsed()) / 1000.0 + kMostRecordingSeconds;
+}
+
+void SoakOperator::onTagFlow(const UiTagFlow& flow) {
+    lastFlow = flow;
+    if (!flow.balances()) {
+        watch.complain(QStringLiteral("the counts of capture %1 do not balance").arg(flow.capture));
+    }
 }
 
 void SoakOperator::onCaptureStopped() {

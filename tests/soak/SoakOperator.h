@@ -32,8 +32,8 @@ public:
     SoakOperator(SoakWatch& watch, QString truthFile, std::uint64_t seed);
     ~SoakOperator() override;
 
-    // Works for so many seconds, then emits finished(). A run in which no recording was compared is a
-    // complaint.
+    // Works for so many seconds, then emits finished(). A run in which no recording was compared, or no tag
+    // was relayed, is a complaint.
     void work(double seconds);
 
     QJsonObject report() const;
@@ -73,7 +73,7 @@ private:
     void pollClock();
     void reconnect();
 
-    void onTagFlow(const timetagger::gui::UiTagFlow& flow) { lastFlow = flow; }
+    void onTagFlow(const timetagger::gui::UiTagFlow& flow);
     void onCaptureStopped();
     bool isQuiet();
     void checkRecording();
