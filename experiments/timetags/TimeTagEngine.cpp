@@ -24,6 +24,10 @@ void TimeTagEngine::reset() {
     apply(kept);
 }
 
+void TimeTagEngine::breakOff() {
+    brokenOff = haveOrigin;
+}
+
 void TimeTagEngine::addBatch(std::span<const UiTimeTag> tags) {
     auto counts = currentBinCounts;
     for (const UiTimeTag& tag : tags) {
@@ -35,6 +39,9 @@ void TimeTagEngine::addBatch(std::span<const UiTimeTag> tags) {
             originPs = tag.timePs;
             binStartPs = tag.timePs;
         }
+        if (brokenOff) [[unlikely]] {
+            goOnAt(tag.timePs);
+        }
         lastTagPs = tag.timePs;
         if (saturatedDifference(tag.timePs, binStartPs) >= binPs) [[unlikely]] {
             currentBinCounts = counts;
@@ -45,6 +52,14 @@ void TimeTagEngine::addBatch(std::span<const UiTimeTag> tags) {
         ++tagTotal;
     }
     currentBinCounts = counts;
+}
+
+void TimeTagEngine::goOnAt(qint64 timestampPs) {
+    brokenOff = false;
+    if (timestampPs < lastTagPs) {
+        originPs = saturatedDifference(timestampPs, saturatedDifference(lastTagPs, originPs));
+        binStartPs = saturatedDifference(timestampPs, saturatedDifference(lastTagPs, binStartPs));
+    }
 }
 
 // Closes bins until the open one holds the time. Of empty bins no more are stored than the history keeps.

@@ -26,6 +26,10 @@ public:
     // Forgets all tags; the settings stay.
     void reset();
 
+    // The tags that follow may be of another stream, whose time began anew: if they are earlier than what
+    // came, the run goes on from where it was.
+    void breakOff();
+
     // Takes tags in stream order. Tags of other channels than 0 to 3 are ignored.
     void addBatch(std::span<const UiTimeTag> tags);
 
@@ -46,6 +50,7 @@ private:
         std::array<double, timing::kChannels> integrated{};
     };
 
+    void goOnAt(qint64 timestampPs);
     void moveToBinOf(qint64 timestampPs);
     void finishCurrentBin();
     void trimHistory();
@@ -56,6 +61,7 @@ private:
     TimeTagSettings current;
     qint64 binPs = TimeTagSettings().binPs();
     bool haveOrigin = false; // and with it the open bin
+    bool brokenOff = false;  // and no tag has come since
     qint64 originPs = 0;
     qint64 lastTagPs = 0;
     qint64 binStartPs = 0;

@@ -147,6 +147,7 @@ void TimeTagTab::onStart() {
 }
 
 void TimeTagTab::onResume() {
+    engine.breakOff();
     startShowing();
 }
 

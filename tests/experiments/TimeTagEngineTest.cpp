@@ -57,6 +57,31 @@ TEST(TimeTagEngine, TheFirstTagOpensTheFirstBinAtItsOwnTime) {
     EXPECT_EQ(engine.xValues(false), QList<double>({0.1}));
 }
 
+TEST(TimeTagEngine, ARunGoesOnWhereItWasWhenAResumedStreamBeginsAnew) {
+    TimeTagEngine engine =
+        engineWith(settingsOf(1.0), {{0, 50 * kSecond}, {0, 51 * kSecond}, {0, 52 * kSecond + kSecond / 2}});
+    engine.breakOff();
+    engine.addBatch(
+        std::vector<UiTimeTag>{{1, 3 * kSecond}, {1, 3 * kSecond + kSecond / 2}, {1, 5 * kSecond}});
+    EXPECT_EQ(engine.xValues(false), QList<double>({1.0, 2.0, 3.0, 4.0}));
+    EXPECT_EQ(engine.seriesForChannel(0, true), QList<double>({1, 1, 1, 0, 0}));
+    EXPECT_EQ(engine.seriesForChannel(1, true), QList<double>({0, 0, 1, 1, 1}));
+    EXPECT_DOUBLE_EQ(engine.elapsedSeconds(), 4.5);
+    EXPECT_EQ(engine.totalTags(), 6U);
+}
+
+TEST(TimeTagEngine, APauseInAStreamThatGoesOnIsAGap) {
+    TimeTagEngine engine = engineWith(settingsOf(1.0), {{0, 0}});
+    engine.breakOff();
+    engine.addBatch(std::vector<UiTimeTag>{{0, 3 * kSecond}});
+    EXPECT_EQ(engine.seriesForChannel(0, true), QList<double>({1, 0, 0, 1}));
+    EXPECT_DOUBLE_EQ(engine.elapsedSeconds(), 3.0);
+    engine.breakOff(); // and a reset ends it
+    engine.reset();
+    engine.addBatch(std::vector<UiTimeTag>{{0, kSecond}, {0, 2 * kSecond}});
+    EXPECT_EQ(engine.xValues(true), QList<double>({1.0, 1.0}));
+}
+
 TEST(TimeTagEngine, ATagOneBinAfterTheStartBelongsToTheNextBin) {
     const TimeTagEngine before = engineWith(settingsOf(0.001), {{0, 0}, {0, kMillisecond - 1}});
     EXPECT_TRUE(before.xValues(false).isEmpty());

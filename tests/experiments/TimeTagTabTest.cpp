@@ -215,6 +215,18 @@ TEST(TimeTagTab, APlainStartForgetsAndAResumeKeeps) {
     EXPECT_EQ(stage.status()->text(), QStringLiteral("stopped after 1 plotted tag(s)"));
 }
 
+TEST(TimeTagTab, AResumedRunGoesOnThoughItsStreamBeginsAnew) {
+    Stage stage;
+    stage.bin->setValue(1.0);
+    stage.tab.onStart();
+    stage.tab.onTagsBatch({{0, 100 * kSecond}, {0, 120 * kSecond}});
+    stage.tab.onStop();
+    stage.tab.onResume();
+    stage.tab.onTagsBatch({{0, 0}, {0, 5 * kSecond}});
+    stage.tab.onStop();
+    expectView(*stage.plot, 25.0, 1.15 * 2);
+}
+
 TEST(TimeTagTab, BeforeTheFirstClosedBinThePlotShowsNoPoints) {
     Stage stage;
     stage.tab.onStart();
