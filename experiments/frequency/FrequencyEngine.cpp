@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -42,6 +43,7 @@ void FrequencyEngine::apply(const FrequencySettings& newSettings) {
 void FrequencyEngine::reset() {
     breakOff();
     originPs.reset();
+    brokenPs.reset();
     bins.clear();
     binsEnded = 0;
     periodErrors.clear();
@@ -50,6 +52,7 @@ void FrequencyEngine::reset() {
 }
 
 void FrequencyEngine::breakOff() {
+    brokenPs = lastTagPs ? lastTagPs : brokenPs;
     lastTagPs.reset();
     open.reset();
 }
@@ -114,8 +117,9 @@ void FrequencyEngine::openBinAt(qint64 timePs, const BinSink& sink) {
     }
     if (open && timePs >= open->firstPs) {
         finishCurrentBin(sink);
-    } else if (open && timePs < *originPs) { // the time axis began anew: the run goes on from where it was
-        originPs = saturatedDifference(timePs, saturatedDifference(open->lastPs, *originPs));
+    } else if (const std::optional<qint64> before = open ? open->lastPs : std::exchange(brokenPs, {});
+               before && timePs < *before) { // the time axis began anew: the run goes on from where it was
+        originPs = saturatedDifference(timePs, saturatedDifference(*before, *originPs));
     }
     open = OpenBin{timePs, timePs, 1};
 }

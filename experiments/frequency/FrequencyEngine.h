@@ -42,7 +42,8 @@ public:
 
     // Forgets all tags and begins to detect the base, or takes that of the settings.
     void reset();
-    // The tags that follow do not go on where the last ones ended: forgets the last tag and the open bin.
+    // The tags that follow do not go on where the last ones ended: forgets the last tag and the open bin. If
+    // they are earlier, their time began anew, and the run goes on from where it was.
     void breakOff();
 
     // Takes tags in stream order, ignores those of other inputs, and gives each bin that ends to `sink`. The
@@ -89,6 +90,7 @@ private:
     qint64 binPs = 1;
     std::optional<qint64> lastTagPs;
     std::optional<qint64> originPs; // the run's first tag
+    std::optional<qint64> brokenPs; // the last tag before breakOff(), if none has come since
     std::optional<OpenBin> open;
     bool basePending = false;
     double base = 0.0;

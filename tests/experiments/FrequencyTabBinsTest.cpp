@@ -224,6 +224,24 @@ TEST(FrequencyBase, AResumeKeepsTheBase) {
     EXPECT_NEAR(std::stod(rows[1][7]), -500000.0, 1e-6);
 }
 
+TEST(FrequencyBins, TheTimeGoesOnWhenAResumedStreamBeginsAnew) {
+    Stage stage;
+    stage.start();
+    stage.feed(pulses(0, 5 * kSecondPs, kMillisecondPs, 1001));     // ten bins of 0.1 s and their end
+    for (const qint64 begin : {qint64{0}, 5500 * kMillisecondPs}) { // both ahead of where the last run ended
+        stage.pause();
+        stage.resume();
+        stage.feed(pulses(0, begin, kMillisecondPs, 1001));
+    }
+    const LogRows rows = stage.loggedRows();
+    ASSERT_EQ(rows.size(), 30U);
+    for (std::size_t row = 1; row < rows.size(); ++row) {
+        const double time = std::stod(rows[row][1]);
+        EXPECT_NEAR(time, static_cast<double>(row + 1) / 10.0, 1e-6) << row;
+        EXPECT_NEAR(std::stod(rows[row][5]), 1000.0, 1e-6);
+    }
+}
+
 // --- period errors -----------------------------------------------------------------------------------------
 
 TEST(FrequencyPeriods, NoneIsTakenWhileTheBaseIsBeingDetected) {
