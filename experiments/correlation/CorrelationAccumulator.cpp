@@ -4,6 +4,7 @@
 #include "SaturatedTime.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -40,6 +41,17 @@ void CorrelationAccumulator::reset(const Setup& newSetup) {
         input->taken = 0;
     }
     span.reset();
+    earlierRunsPs = 0;
+    runHasEnded = false;
+}
+
+void CorrelationAccumulator::breakOff() {
+    runHasEnded = true;
+}
+
+qint64 CorrelationAccumulator::measuredPs() const {
+    return span ? saturatedSum(earlierRunsPs, saturatedDifference(span->lastPs, span->firstPs))
+                : earlierRunsPs;
 }
 
 void CorrelationAccumulator::addBatch(const QList<UiTimeTag>& tags) {
@@ -70,6 +82,10 @@ void CorrelationAccumulator::note(Input& input, std::span<const std::int64_t> ad
         return;
     }
     input.taken += static_cast<qint64>(added.size());
+    if (std::exchange(runHasEnded, false)) {
+        earlierRunsPs = measuredPs();
+        span.reset();
+    }
     const auto [first, last] = std::minmax(added.front(), added.back());
     span = span ? Span{std::min<qint64>(span->firstPs, first), std::max<qint64>(span->lastPs, last)}
                 : Span{first, last};

@@ -46,6 +46,9 @@ public:
     // outside 0 to 3, take no tags.
     void reset(const Setup& newSetup);
 
+    // The tags that follow do not go on where the last ones ended: the time in between was not measured.
+    void breakOff();
+
     // Takes the tags of the two inputs. The times of an input are in order; the two inputs may interleave in
     // any way. A tag that is late by no more than the window is put in its place. With one that is later than
     // that, a new run of time begins: held tags are forgotten, except those that the other input has had
@@ -64,9 +67,11 @@ public:
     qint64 binPs() const { return setup.binPs; }
     qint64 windowPs() const { return setup.windowPs; }
 
-    // Of all tags since the reset. The span is that of the ends of the batches; none before the first tag.
+    // Of all tags since the reset. The measured time is that of the ends of the batches, less what lies
+    // between the runs; the span is that of the latest run. None before the first tag.
     qint64 sourceTagCount() const { return source.taken; }
     qint64 targetTagCount() const { return target.taken; }
+    qint64 measuredPs() const;
     std::optional<Span> tagSpan() const { return span; }
 
     // The held ones, ascending.
@@ -103,7 +108,9 @@ private:
     timing::LagCounter counter;
     Input source;
     Input target;
-    std::optional<Span> span;
+    std::optional<Span> span; // of the latest run with tags
+    qint64 earlierRunsPs = 0; // measured in those before
+    bool runHasEnded = false; // the next tag begins another one
 };
 
 } // namespace qorn::timetagger::gui

@@ -89,7 +89,7 @@ CorrelationResult CorrelationEngine::integrated() {
         counts.settleOffset(current.offsetSearchPs());
     }
     const std::optional<CorrelationAccumulator::Span> tagSpan = counts.tagSpan();
-    const qint64 spanPs = tagSpan ? saturatedDifference(tagSpan->lastPs, tagSpan->firstPs) : 0;
+    const qint64 spanPs = counts.measuredPs();
     CorrelationResult result;
     result.histogram =
         analyseHistogram({counts.counts(), counts.binPs(), static_cast<quint64>(counts.sourceTagCount()),

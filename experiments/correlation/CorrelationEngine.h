@@ -47,6 +47,8 @@ public:
 
     // Begins a new run.
     void reset();
+    // The run was paused: the time until the next tag was not measured.
+    void breakOff() { counts.breakOff(); }
     // Tags in stream order, of any input; nothing while the channels are not usable.
     void addBatch(const QList<UiTimeTag>& tags);
 

@@ -4,7 +4,6 @@
 #include "ControlColumn.h"
 #include "CorrelationControls.h"
 #include "CorrelationPlots.h"
-#include "SaturatedTime.h"
 #include "StatisticsTable.h"
 #include "TabLayout.h"
 
@@ -84,6 +83,7 @@ void CorrelationTab::onStop() {
 }
 
 void CorrelationTab::onResume() {
+    engine.breakOff();
     refreshTimer->start(kRefreshMs);
 }
 
@@ -243,9 +243,7 @@ QStringList CorrelationTab::logCsvHeader() const {
 void CorrelationTab::appendHistogramRow() {
     const CorrelationSettings& settings = engine.settings();
     const CorrelationAccumulator& integrated = engine.accumulator();
-    const std::optional<CorrelationAccumulator::Span> span = integrated.tagSpan();
-    const double seconds =
-        span ? static_cast<double>(saturatedDifference(span->lastPs, span->firstPs)) / kPsPerSecond : 0.0;
+    const double seconds = static_cast<double>(integrated.measuredPs()) / kPsPerSecond;
     const auto counts = integrated.counts();
     const quint64 entries = std::accumulate(counts.begin(), counts.end(), quint64{0});
     ++loggedRows;

@@ -290,6 +290,29 @@ TEST(CorrelationAccumulator, CountsAllTagsAndSpansTheirTimes) {
     EXPECT_EQ(accumulator.targetTagCount(), 4);
 }
 
+TEST(CorrelationAccumulator, WhatLiesBetweenRunsWasNotMeasured) {
+    CorrelationAccumulator accumulator = accumulatorOf({0, 1, 10, 1, 0});
+    EXPECT_EQ(accumulator.measuredPs(), 0);
+    accumulator.breakOff(); // ahead of all tags
+    accumulator.addBatch({{0, 1000}, {1, 1001}, {0, 1400}});
+    EXPECT_EQ(accumulator.measuredPs(), 400);
+    accumulator.breakOff();
+    EXPECT_EQ(accumulator.measuredPs(), 400);
+    accumulator.addBatch({{0, 9000}}); // the same stream goes on
+    EXPECT_EQ(accumulator.measuredPs(), 400);
+    accumulator.addBatch({{1, 9050}});
+    EXPECT_EQ(accumulator.measuredPs(), 450);
+    accumulator.breakOff();
+    accumulator.breakOff();
+    accumulator.addBatch({{0, 100}, {0, 300}, {1, 9900}}); // a new one, whose time begins anew
+    EXPECT_EQ(accumulator.measuredPs(), 450 + 9800);
+    EXPECT_EQ(accumulator.tagSpan(), (Span{100, 9900}));
+    accumulator.reset({0, 1, 10, 1, 0});
+    EXPECT_EQ(accumulator.measuredPs(), 0);
+    accumulator.addBatch({{0, 5}, {1, 8}});
+    EXPECT_EQ(accumulator.measuredPs(), 3);
+}
+
 TEST(CorrelationAccumulator, TheSpanMayBeginBelowZero) {
     CorrelationAccumulator accumulator = accumulatorOf({0, 1, 10, 1, 0});
     accumulator.addBatch({{1, -700}, {0, -900}, {0, -800}});

@@ -42,6 +42,22 @@ TEST(CorrelationRun, AResumeKeepsWhatWasCounted) {
     EXPECT_EQ(stage.stat(0), statRow("Source tags", QStringLiteral("20")));
 }
 
+// Ten pairs in nine microseconds of each run, whose time begins where it likes.
+TEST(CorrelationRun, RatesAreOfTheTimeThatWasMeasured) {
+    Stage stage(kPlain);
+    stage.show(tenPairs(0));
+    const QString rate = stage.stat(5).value;
+    EXPECT_EQ(stage.stat(5).label, QStringLiteral("Source rate (Hz)"));
+    EXPECT_GT(rate.toDouble(), 1e6);
+    for (const qint64 begin : {kSecondPs, qint64{0}}) {
+        stage.pause();
+        stage.resume();
+        stage.show(tenPairs(begin));
+        EXPECT_EQ(stage.stat(5).value, rate);
+    }
+    EXPECT_EQ(stage.stat(0), statRow("Source tags", QStringLiteral("30")));
+}
+
 TEST(CorrelationRun, AStartAndAResetForgetEverything) {
     for (const bool reset : {false, true}) {
         Stage stage(kPlain);
