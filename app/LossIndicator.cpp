@@ -35,6 +35,7 @@ void LossIndicator::takeFlow(const UiTagFlow& counts) {
         for (Loss* loss : {&lost, &notShown, &skippedBytes}) {
             loss->beginCapture();
         }
+        leftOutRead = false;
     }
     flow = counts;
     lost.count = counts.source.dropped;
@@ -60,6 +61,9 @@ QString LossIndicator::flagText() const {
     }
     if (unreadNotShown() > 0) {
         tags.append(tr("not shown: %1").arg(unreadNotShown()));
+    }
+    if (unreadLeftOut() > 0) {
+        tags.append(tr("left out of plots: %1").arg(unreadLeftOut()));
     }
     QStringList parts;
     if (unreadSkippedBytes() > 0) {
@@ -94,14 +98,23 @@ QString LossIndicator::detailsText() const {
                         "recordings and relay.")
                          .arg(unreadNotShown()));
     }
+    if (unreadLeftOut() > 0) {
+        parts.append(
+            tr("More time tags come than the plots of this acquisition show: %1 were left out of them "
+               "so far, and their rates are too low. This takes nothing from recordings and relay.")
+                .arg(unreadLeftOut()));
+    }
     parts.append(tagFlowText(flow));
     return parts.join(QStringLiteral("\n\n"));
 }
 
 void LossIndicator::refresh() {
     const QString text = flagText();
-    const bool onlyNotShown = unreadLost() + unreadNotRelayed() + unreadSkippedBytes() == 0;
-    setStatusFlag(this, text, onlyNotShown ? FlagState::Warning : FlagState::Bad);
+    const bool isLost = unreadLost() + unreadNotRelayed() + unreadSkippedBytes() > 0;
+    setStatusFlag(this, text,
+                  isLost                 ? FlagState::Bad
+                  : unreadNotShown() > 0 ? FlagState::Warning
+                                         : FlagState::Muted);
     setAccessibleName(text);
     setToolTip(text.isEmpty() ? QString() : tr("%1. Click for the counts of every stage.").arg(text));
     setVisible(!text.isEmpty());
@@ -122,6 +135,7 @@ void LossIndicator::showDetails() {
     for (Loss* loss : {&lost, &notRelayed, &notShown, &skippedBytes}) {
         loss->markRead();
     }
+    leftOutRead = true;
     refresh();
 }
 

@@ -1,6 +1,7 @@
 // The flag of the status bar that tells of lost tags: those that the reader had to drop, those that the relay
 // server threw away with the clients that were to get them, those that this window had no time to show, and
-// the bytes of the stream that held no readable tags. Hidden while there is nothing to tell; it stays, also
+// the bytes of the stream that held no readable tags. It also tells, without alarm and once in a capture,
+// that plots leave out tags to keep to their rate. Hidden while there is nothing to tell; it stays, also
 // beyond the end of the capture, until a click or a key opens the counts of every stage.
 //
 // Owned by the status bar, GUI thread only.
@@ -25,6 +26,8 @@ public:
     quint64 unreadNotRelayed() const { return notRelayed.unread(); }
     quint64 unreadNotShown() const { return notShown.unread(); }
     quint64 unreadSkippedBytes() const { return skippedBytes.unread(); }
+    // Tags of the latest capture that exceed the rate of the plots; 0 once that was read.
+    quint64 unreadLeftOut() const { return leftOutRead ? 0 : flow.gui.thinned; }
 
 public Q_SLOTS:
     // The newest counts of a capture. A new capture adds its losses to what was not read of those before.
@@ -59,6 +62,7 @@ private:
     Loss notRelayed;
     Loss notShown;
     Loss skippedBytes;
+    bool leftOutRead = false; // in this capture
     QPointer<QMessageBox> box;
 };
 

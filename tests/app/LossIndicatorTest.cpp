@@ -38,10 +38,32 @@ protected:
 
 TEST_F(Losses, NothingIsShownWhileNothingIsLost) {
     EXPECT_FALSE(flag.isVisible());
+    UiTagFlow stopped = flowOf(1, 0, 0);
+    stopped.gui.cut = stopped.source.discarded = 77; // as it should be
+    flag.takeFlow(stopped);
+    EXPECT_FALSE(flag.isVisible());
+}
+
+TEST_F(Losses, WhatPlotsLeaveOutIsToldWithoutAlarmOnceInACapture) {
     UiTagFlow thinned = flowOf(1, 0, 0);
-    thinned.gui.thinned = thinned.gui.cut = thinned.source.discarded = 77; // as it should be
+    thinned.gui.thinned = 77;
+    flag.takeFlow(thinned);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags left out of plots: 77"));
+    EXPECT_EQ(state(), QStringLiteral("muted"));
+    flag.showDetails();
+    EXPECT_TRUE(box()->text().contains(QStringLiteral("77 were left out of them so far")));
+    thinned.gui.thinned = 100;
     flag.takeFlow(thinned);
     EXPECT_FALSE(flag.isVisible());
+    thinned.gui.backlog = 3;
+    flag.takeFlow(thinned);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags not shown: 3"));
+    EXPECT_EQ(state(), QStringLiteral("warning"));
+    thinned.capture = 2;
+    thinned.gui.thinned = 5;
+    thinned.gui.backlog = 0;
+    flag.takeFlow(thinned);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags not shown: 3, left out of plots: 5"));
 }
 
 TEST_F(Losses, WhatIsLostIsToldWithItsCountUntilItIsRead) {
