@@ -38,6 +38,10 @@ void ControllerPort::startCapture(const QString& mode, double internalRateHz, in
     controller.startCapture(mode, internalRateHz, batchSize, channelMask, maxUiTagsPerSecond, recording);
 }
 
+void ControllerPort::raiseTagBudget(int maxUiTagsPerSecond) {
+    controller.raiseTagBudget(maxUiTagsPerSecond);
+}
+
 void ControllerPort::startCounter(double gateSeconds, bool internalSource, double internalRateHz) {
     controller.startCounterMeasurements(gateSeconds, internalSource, internalRateHz);
 }

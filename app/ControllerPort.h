@@ -18,6 +18,7 @@ public:
     QString streamTransportText() const override;
     void startCapture(const QString& mode, double internalRateHz, int batchSize, quint8 channelMask,
                       int maxUiTagsPerSecond, const UiTimeTagRecordingConfig& recording) override;
+    void raiseTagBudget(int maxUiTagsPerSecond) override;
     void startCounter(double gateSeconds, bool internalSource, double internalRateHz) override;
     void startCoincidence(const UiCoincidenceConfig& config, bool internalSource,
                           double internalRateHz) override;

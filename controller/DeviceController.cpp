@@ -14,6 +14,7 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <chrono>
+#include <utility>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -44,9 +45,8 @@ void registerMetaTypes() {
 // Carries a measurement's reports to the GUI thread. Lives on the task's stack.
 class DeviceController::Events final : public MeasurementEvents {
 public:
-    Events(DeviceController& owner, quint64 taskGeneration, quint64 mostTagsInFlight)
-        : controller(owner), generation(taskGeneration),
-          handOver(std::make_shared<GuiHandOver>(mostTagsInFlight)),
+    Events(DeviceController& owner, quint64 taskGeneration, std::shared_ptr<GuiHandOver> way)
+        : controller(owner), generation(taskGeneration), handOver(std::move(way)),
           latestFlow(std::make_shared<LatestValue<UiTagFlow>>()) {}
 
     void clockStatus(const timing::ReferenceClockStatus& status) override {
@@ -68,6 +68,8 @@ public:
 
     bool hasRoomFor(qsizetype tags) override { return handOver->hasRoomFor(static_cast<quint64>(tags)); }
 
+    std::optional<int> newTagLimit() override { return handOver->newBudget(); }
+
     void tagsBatch(UiTimeTagBatch batch) override {
         DeviceController& target = controller;
         const auto tags = static_cast<quint64>(batch.size());
@@ -81,16 +83,27 @@ public:
         });
     }
 
-    // The last one goes by itself, behind the last batch; of the others only the latest waits.
+    // Losses are told at once, however many batches wait; of the reports only the latest does. The last one
+    // goes behind the last batch too, and takes the place of what has not been told by then.
     void tagFlow(const UiTagFlow& counts) override {
         DeviceController& target = controller;
         UiTagFlow flow = counts;
         flow.capture = generation;
-        if (flow.ended) {
-            controller.queue([&target, way = handOver, flow] { target.tellTagFlow(flow, *way); });
-        } else if (latestFlow->put(flow)) {
-            controller.queue(
-                [&target, way = handOver, latest = latestFlow] { target.tellTagFlow(latest->take(), *way); });
+        flow.ended = false;
+        const auto tellLatest = [&target, way = handOver, latest = latestFlow] {
+            if (const auto untold = latest->take()) {
+                target.tellTagFlow(*untold, *way);
+            }
+        };
+        if (latestFlow->put(flow)) {
+            controller.queueUrgent(tellLatest);
+        }
+        if (counts.ended) {
+            flow.ended = true;
+            controller.queue([&target, way = handOver, latest = latestFlow, flow] {
+                latest->take();
+                target.tellTagFlow(flow, *way);
+            });
         }
     }
 
@@ -107,14 +120,17 @@ public:
         });
     }
 
+    // At the first gap and at the end, if there are more by then.
     void tellSamplesLeftOut() {
-        if (const quint64 count = samples->takeLeftOut(); count > 0) {
-            DeviceController& target = controller;
-            controller.queue([&target, count] {
-                Q_EMIT target.captureError(
-                    tr("The window could not follow the instrument: %1 samples are missing.").arg(count));
-            });
+        const quint64 count = samples->leftOut();
+        if (count == std::exchange(leftOutTold, count)) {
+            return;
         }
+        DeviceController& target = controller;
+        controller.queue([&target, count] {
+            Q_EMIT target.captureError(
+                tr("The window could not follow the instrument: %1 samples are missing.").arg(count));
+        });
     }
 
 private:
@@ -123,7 +139,9 @@ private:
         if (!samples->enter()) {
             return;
         }
-        tellSamplesLeftOut();
+        if (leftOutTold == 0) {
+            tellSamplesLeftOut();
+        }
         controller.queue([backlog = samples, emission = std::move(emission)] {
             emission();
             backlog->leave();
@@ -133,6 +151,7 @@ private:
     DeviceController& controller;
     quint64 generation;
     std::shared_ptr<SampleBacklog> samples = std::make_shared<SampleBacklog>();
+    quint64 leftOutTold = 0;
     std::shared_ptr<GuiHandOver> handOver;
     std::shared_ptr<LatestValue<UiTagFlow>> latestFlow;
 };
@@ -389,8 +408,10 @@ void DeviceController::startMeasurement(std::function<void(Events&)> loop, int m
     captureFuture.waitForFinished(); // the task before is past its last act
     stopRequested = false;
     const quint64 generation = captureGeneration.begin();
-    captureFuture = runOnPool([this, generation, maxUiTagsPerSecond, loop = std::move(loop)] {
-        Events events(*this, generation, GuiHandOver::mostTagsFor(maxUiTagsPerSecond));
+    tagBudget = maxUiTagsPerSecond;
+    guiHandOver = std::make_shared<GuiHandOver>(GuiHandOver::mostTagsFor(maxUiTagsPerSecond));
+    captureFuture = runOnPool([this, generation, way = guiHandOver, loop = std::move(loop)] {
+        Events events(*this, generation, way);
         try {
             loop(events);
         } catch (const std::exception& failure) {
@@ -472,6 +493,15 @@ void DeviceController::startCapture(const QString& mode, double internalRateHz, 
             }
         },
         maxUiTagsPerSecond);
+}
+
+void DeviceController::raiseTagBudget(int maxUiTagsPerSecond) {
+    assertOwnThread();
+    const bool isMore = maxUiTagsPerSecond <= 0 || maxUiTagsPerSecond > tagBudget;
+    if (capturing && tagBudget > 0 && isMore) {
+        tagBudget = maxUiTagsPerSecond;
+        guiHandOver->setBudget(maxUiTagsPerSecond);
+    }
 }
 
 void DeviceController::stopCapture() {

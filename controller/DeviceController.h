@@ -12,6 +12,7 @@
 #include "CounterLoop.h"
 #include "Device.h"
 #include "Generation.h"
+#include "GuiCalls.h"
 #include "HostCalibration.h"
 #include "InputSettings.h"
 #include "RelayEndpoint.h"
@@ -36,6 +37,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace qorn::timetagger::gui {
 
@@ -86,6 +88,9 @@ public:
                                       double internalRateHz);
     void startCapture(const QString& mode, double internalRateHz, int batchSize, unsigned char channelMask,
                       int maxUiTagsPerSecond, const UiTimeTagRecordingConfig& recording);
+    // More tags per second than the capture began with are wanted from now on, any with 0 or less; fewer
+    // change nothing. What is recorded and relayed is whole whatever the budget.
+    void raiseTagBudget(int maxUiTagsPerSecond);
     // Asks the measurement to end; returns at once.
     void stopCapture();
 
@@ -160,7 +165,8 @@ Q_SIGNALS:
     void coincidenceSample(const qorn::timetagger::gui::UiCoincidenceSample& sample);
     void captureStopped();
     void captureError(const QString& message);
-    // Where the tags of the capture went so far: at most every 250 ms, and at its end, before captureStopped.
+    // Where the tags of the capture went so far: at most every 250 ms, ahead of batches that wait; and at its
+    // end, behind the last batch, before captureStopped.
     void tagFlowChanged(const qorn::timetagger::gui::UiTagFlow& flow);
 
 private:
@@ -170,9 +176,11 @@ private:
     void assertOwnThread() const { Q_ASSERT(QThread::currentThread() == thread()); }
     // Runs `job` on the pool. The job must not throw.
     QFuture<void> runOnPool(std::function<void()> job);
-    // Queues `report` to the GUI thread. Any thread.
+    // Queues `report` to the GUI thread, behind all that waits for it there. Any thread.
+    void queue(std::function<void()> report) { guiCalls.post(std::move(report)); }
+    // Queues `report` past all that waits in order. Any thread.
     template <typename Report>
-    void queue(Report&& report) {
+    void queueUrgent(Report&& report) {
         QMetaObject::invokeMethod(this, std::forward<Report>(report), Qt::QueuedConnection);
     }
     // Runs a measurement loop as the one measurement task, unless one runs. The rate of tags, 0 for any,
@@ -214,6 +222,7 @@ private:
     void uploadNow(bool store);
     void uploadNow(const QString& path);
 
+    GuiCalls guiCalls{*this};
     std::unique_ptr<timing::Device> device;
     std::optional<relay::RelayEndpoint> relayEndpoint; // never together with device
     std::unique_ptr<relay::RelayServer> relayServer;
@@ -239,6 +248,8 @@ private:
     std::atomic<bool> stopRequested{false};
     std::atomic<bool> cancelCalibrationRequested{false};
     Generation captureGeneration;
+    std::shared_ptr<GuiHandOver> guiHandOver; // of the latest measurement
+    int tagBudget = 0;                        // its tags per second, 0 or less for any
     Generation relayGeneration;
     Generation sourceGeneration; // results of a calibration or an upload die with the source
     InputSettings inputs;

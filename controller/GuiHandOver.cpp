@@ -25,6 +25,17 @@ quint64 GuiHandOver::mostTagsFor(int maxTagsPerSecond) {
     return static_cast<quint64>(std::clamp(second, kLeastRoom, kMostPerSecond));
 }
 
+void GuiHandOver::setBudget(int maxTagsPerSecond) {
+    const std::lock_guard lock(mutex);
+    budget = maxTagsPerSecond;
+    most = std::max(most, mostTagsFor(maxTagsPerSecond));
+}
+
+std::optional<int> GuiHandOver::newBudget() const {
+    const std::lock_guard lock(mutex);
+    return budget;
+}
+
 bool GuiHandOver::hasRoomFor(quint64 tags) const {
     const std::lock_guard lock(mutex);
     return room == 0 || room + roomOf(tags) <= most;

@@ -1,6 +1,6 @@
-// What one capture has handed to the GUI thread that has not been taken there yet. It bounds that by the room
-// that the batches take, for a GUI thread that cannot follow must not fill the memory. Shared by the capture
-// task and the calls that it queues; any thread.
+// What one capture may hand to the GUI thread, and what it has that has not been taken there yet. It bounds
+// that by the room that the batches take, for a GUI thread that cannot follow must not fill the memory.
+// Shared by the controller, the capture task and the calls that it queues; any thread.
 #pragma once
 
 #include "UiTagFlow.h"
@@ -8,6 +8,7 @@
 #include <QtGlobal>
 
 #include <mutex>
+#include <optional>
 
 namespace qorn::timetagger::gui {
 
@@ -18,6 +19,10 @@ public:
 
     // The bound for a rate budget in tags per second, none when it is 0 or less.
     static quint64 mostTagsFor(int maxTagsPerSecond);
+
+    // Another budget, for a capture that more measurements share by now; never less room.
+    void setBudget(int maxTagsPerSecond);
+    std::optional<int> newBudget() const; // none before the first call
 
     bool hasRoomFor(quint64 tags) const;
     void send(quint64 tags);
@@ -30,6 +35,7 @@ public:
 private:
     mutable std::mutex mutex; // guards all below
     quint64 most;
+    std::optional<int> budget;
     quint64 room = 0; // that is taken, in tags
     UiTagFlow::Window flow;
 };

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <utility>
 
 namespace qorn::timetagger::gui {
@@ -13,21 +14,18 @@ public:
     // True when the taker has to be called; else it was called before and will find this value.
     bool put(const Value& value) {
         const std::lock_guard lock(mutex);
-        latest = value;
-        return !std::exchange(called, true);
+        return !std::exchange(latest, value).has_value();
     }
 
-    // By the taker, once for each call.
-    Value take() {
+    // Nothing when it has been taken already.
+    std::optional<Value> take() {
         const std::lock_guard lock(mutex);
-        called = false;
-        return latest;
+        return std::exchange(latest, std::nullopt);
     }
 
 private:
-    std::mutex mutex; // guards all below
-    Value latest{};
-    bool called = false;
+    std::mutex mutex;
+    std::optional<Value> latest;
 };
 
 } // namespace qorn::timetagger::gui

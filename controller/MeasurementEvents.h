@@ -10,6 +10,8 @@
 
 #include <QString>
 
+#include <optional>
+
 namespace qorn::timetagger::gui {
 
 class MeasurementEvents {
@@ -22,6 +24,9 @@ public:
     virtual void tagsBatch(UiTimeTagBatch batch) = 0;
     // Asked before each batch: whether the receiver has room for so many tags more.
     virtual bool hasRoomFor(qsizetype) { return true; }
+    // Asked with each pass: the limit in tags/s that has taken the place of the one that the capture began
+    // with, if any; 0 or less is none.
+    virtual std::optional<int> newTagLimit() { return std::nullopt; }
     // Where the tags went so far; the last one of a capture says that it has ended. Comes from the loop's
     // thread or, while that waits, from the reader's; one call at a time.
     virtual void tagFlow(const UiTagFlow&) {}

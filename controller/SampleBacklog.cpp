@@ -1,13 +1,11 @@
 #include "SampleBacklog.h"
 
-#include <utility>
-
 namespace qorn::timetagger::gui {
 
 bool SampleBacklog::enter() {
     const std::lock_guard lock(mutex);
     if (waiting == most) {
-        ++leftOut;
+        ++missing;
         return false;
     }
     ++waiting;
@@ -19,9 +17,9 @@ void SampleBacklog::leave() {
     --waiting;
 }
 
-quint64 SampleBacklog::takeLeftOut() {
+quint64 SampleBacklog::leftOut() const {
     const std::lock_guard lock(mutex);
-    return std::exchange(leftOut, 0);
+    return missing;
 }
 
 } // namespace qorn::timetagger::gui

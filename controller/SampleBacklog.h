@@ -20,14 +20,14 @@ public:
     // The GUI thread has taken one.
     void leave();
 
-    // Samples that were left out since the last call.
-    quint64 takeLeftOut();
+    // Samples that were left out so far.
+    quint64 leftOut() const;
 
 private:
-    std::mutex mutex; // guards all below
+    mutable std::mutex mutex; // guards all below
     int most;
     int waiting = 0;
-    quint64 leftOut = 0;
+    quint64 missing = 0;
 };
 
 } // namespace qorn::timetagger::gui

@@ -81,6 +81,9 @@ void TagFanOut::publish(std::span<const timing::TimeTag> tags) {
 }
 
 void TagFanOut::show(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now) {
+    if (const std::optional<int> limit = events.newTagLimit()) {
+        thinner.setLimit(*limit);
+    }
     const TagThinner::Selection selection = thinner.select(tags.size(), now);
     counts.gui.offered += tags.size();
     counts.gui.thinned += tags.size() - selection.picked;

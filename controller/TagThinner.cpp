@@ -19,9 +19,13 @@ std::size_t TagThinner::Selection::index(std::size_t number) const {
 }
 
 TagThinner::TagThinner(int maxTagsPerSecond, LoopClock::TimePoint start) : windowBegin(start) {
-    if (maxTagsPerSecond > 0) {
-        budget = static_cast<std::size_t>(std::max(maxTagsPerSecond / kWindowsPerSecond, 1));
-    }
+    setLimit(maxTagsPerSecond);
+}
+
+void TagThinner::setLimit(int maxTagsPerSecond) {
+    budget = maxTagsPerSecond > 0
+                 ? static_cast<std::size_t>(std::max(maxTagsPerSecond / kWindowsPerSecond, 1))
+                 : 0;
 }
 
 TagThinner::Selection TagThinner::select(std::size_t available, LoopClock::TimePoint now) {
@@ -32,7 +36,7 @@ TagThinner::Selection TagThinner::select(std::size_t available, LoopClock::TimeP
         used = 0;
         windowBegin = now;
     }
-    const std::size_t picked = std::min(available, budget - used);
+    const std::size_t picked = std::min(available, budget - std::min(used, budget));
     used += picked;
     return {available, picked};
 }

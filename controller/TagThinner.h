@@ -21,6 +21,9 @@ public:
     // A limit of 0 or less is no limit; the first window begins at `start`.
     TagThinner(int maxTagsPerSecond, LoopClock::TimePoint start);
 
+    // Another limit from the next pass on.
+    void setLimit(int maxTagsPerSecond);
+
     // Decides on a pass of `available` tags at the time `now`, and counts what it picks.
     Selection select(std::size_t available, LoopClock::TimePoint now);
 

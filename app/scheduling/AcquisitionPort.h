@@ -21,6 +21,8 @@ public:
     // Start a measurement; rates in Hz, gates in s. The end of any is told to the scheduler.
     virtual void startCapture(const QString& mode, double internalRateHz, int batchSize, quint8 channelMask,
                               int maxUiTagsPerSecond, const UiTimeTagRecordingConfig& recording) = 0;
+    // Lets more tags per second come from the running capture, any with 0 or less; fewer change nothing.
+    virtual void raiseTagBudget(int maxUiTagsPerSecond) = 0;
     virtual void startCounter(double gateSeconds, bool internalSource, double internalRateHz) = 0;
     virtual void startCoincidence(const UiCoincidenceConfig& config, bool internalSource,
                                   double internalRateHz) = 0;

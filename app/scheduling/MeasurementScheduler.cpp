@@ -148,6 +148,8 @@ void MeasurementScheduler::joinStream(ExperimentTab* tab) {
         tab->setRunningState(true);
         resumeOrStart(tab);
         addRunningConsumer(tab);
+        // Inputs and recording stay the first tab's, but with tags left out, this one would measure wrongly.
+        port.raiseTagBudget(tab->acquisitionRequest(true).maxUiTagsPerSecond);
         if (tab->timeTagRecordingEnabled()) {
             Q_EMIT messageShown(acquisitionText(QT_TRANSLATE_NOOP(
                                     "Acquisition", "This tab joins a running stream and records nothing; "
@@ -300,8 +302,13 @@ void MeasurementScheduler::forgetExperiment(ExperimentTab* tab) {
         return;
     }
     removeRunningConsumer(tab, false);
-    if (port.isCapturing() && runningConsumerCount() == 0 && !switchingAcquisition) {
+    if (runningConsumerCount() > 0 || switchingAcquisition) {
+        return;
+    }
+    if (port.isCapturing()) {
         beginStop();
+    } else { // an acquisition that was refused
+        showIdle();
     }
 }
 

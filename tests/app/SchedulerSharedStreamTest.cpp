@@ -44,6 +44,19 @@ TEST(SchedulerSharedStream, ATagTabJoinsWithoutTouchingTheStream) {
     EXPECT_TRUE(emitted.contains(QStringLiteral("state")));
 }
 
+TEST(SchedulerSharedStream, ATabThatJoinsGetsTheTagsThatItAsksFor) {
+    SchedulerStage stage;
+    const auto first = stage.makeTab("A");
+    const auto second = stage.makeTab("B");
+    second->streamRequest.maxUiTagsPerSecond = 16'000'000;
+    stage.scheduler.startExperiment(first.get());
+    EXPECT_TRUE(stage.port.budgets.isEmpty());
+    stage.scheduler.startExperiment(second.get());
+    EXPECT_EQ(stage.port.budgets, QList<int>{16'000'000});
+    stage.scheduler.startExperiment(second.get());
+    EXPECT_EQ(stage.port.budgets.size(), 1) << "it had joined";
+}
+
 TEST(SchedulerSharedStream, ATabThatCouldUseTheHardwareJoinsTheStreamToo) {
     SchedulerStage stage;
     const auto first = stage.makeTab("A");

@@ -24,6 +24,7 @@ public:
     QString streamTransportText() const override { return transport; }
     void startCapture(const QString& mode, double internalRateHz, int batchSize, quint8 channelMask,
                       int maxUiTagsPerSecond, const gui::UiTimeTagRecordingConfig& recording) override;
+    void raiseTagBudget(int maxUiTagsPerSecond) override { budgets.append(maxUiTagsPerSecond); }
     void startCounter(double gateSeconds, bool internalSource, double internalRateHz) override;
     void startCoincidence(const gui::UiCoincidenceConfig& config, bool internalSource,
                           double internalRateHz) override;
@@ -36,6 +37,7 @@ public:
     bool refuses = false; // starts are noted, but nothing runs
     QString transport = QStringLiteral("USB / Packed delta (16 bit / 8 ps)");
     QStringList calls;
+    QList<int> budgets;                      // that were asked for after a start
     gui::UiTimeTagRecordingConfig recording; // of the last capture
     gui::UiCoincidenceConfig coincidence;    // of the last start of that kind
 };

@@ -252,6 +252,18 @@ TEST(SchedulerStart, ARequestWithoutAFixedRateTakesTheOperatorsRate) {
     EXPECT_EQ(stage.takeCalls(), texts({"startCapture(internal, 100, 1, 5, 7)"}));
 }
 
+TEST(SchedulerStart, ATabOfARefusedStartLeavesNothingBehindWhenItIsClosed) {
+    SchedulerStage stage;
+    stage.port.refuses = true;
+    const auto tab = stage.makeTab("A");
+    stage.scheduler.startExperiment(tab.get());
+    EXPECT_EQ(stage.flag, QStringLiteral("Acquisition: tag stream"));
+    stage.scheduler.forgetExperiment(tab.get());
+    EXPECT_EQ(stage.flag, QStringLiteral("Acquisition: idle"));
+    EXPECT_EQ(stage.detail, QStringLiteral("idle"));
+    EXPECT_FALSE(stage.scheduler.isTagStreamActive());
+}
+
 TEST(SchedulerStart, TheEndOfTheAcquisitionStopsTheTabAndShowsIdle) {
     SchedulerStage stage;
     const auto tab = stage.makeTab("A");

@@ -35,6 +35,18 @@ TEST(GuiHandOver, ThereIsRoomUpToTheBoundAndAgainWhenABatchWasTaken) {
     EXPECT_EQ(way.counts(), (UiTagFlow::Window{3000, 1000, 0, 2000}));
 }
 
+TEST(GuiHandOver, ALargerBudgetGivesMoreRoomAndASmallerOneTakesNone) {
+    GuiHandOver way(GuiHandOver::mostTagsFor(1'000'000));
+    EXPECT_EQ(way.newBudget(), std::nullopt);
+    way.send(1);
+    EXPECT_FALSE(way.hasRoomFor(4'194'304));
+    way.setBudget(16'000'000);
+    EXPECT_EQ(way.newBudget(), 16'000'000);
+    EXPECT_TRUE(way.hasRoomFor(15'000'000));
+    way.setBudget(1'000'000);
+    EXPECT_TRUE(way.hasRoomFor(15'000'000));
+}
+
 TEST(GuiHandOver, ABatchAboveTheBoundPassesWhenNothingWaits) {
     GuiHandOver way(1000);
     EXPECT_TRUE(way.hasRoomFor(65536));
@@ -84,6 +96,7 @@ TEST(LatestValue, OnlyTheFirstOfSeveralCallsTheTakerWhoFindsTheLast) {
     EXPECT_FALSE(value.put(2));
     EXPECT_FALSE(value.put(3));
     EXPECT_EQ(value.take(), 3);
+    EXPECT_EQ(value.take(), std::nullopt);
     EXPECT_TRUE(value.put(4));
     EXPECT_EQ(value.take(), 4);
 }

@@ -4,6 +4,7 @@
 #include "ResidentMemory.h"
 
 #include <QFile>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -160,6 +161,70 @@ TEST_F(BlockedGui, ARecordingStaysComplete) {
     const auto byte = [&start](qsizetype index) { return static_cast<quint8>(start.at(index)); };
     const qint64 header = 12 + (byte(8) | byte(9) << 8 | byte(10) << 16 | qint64{byte(11)} << 24);
     EXPECT_EQ(file.size() - header, static_cast<qint64>(kTags * 8));
+}
+
+TEST_F(BlockedGui, ALargerBudgetIsInForceAtOnceAndASmallerOneNever) {
+    const auto thinned = [this] { return flows.back().gui.thinned; };
+    PacedReads reads(kBudget);
+    controller->startCapture(QStringLiteral("external"), 0.0, 65536, 15, kBudget / 50, {});
+    PacedReads::allow(offered = 1'000'000);
+    ASSERT_TRUE(test::runUntil([&] { return !flows.empty() && flows.back().gui.offered == offered; }));
+    const quint64 before = thinned();
+    EXPECT_GT(before, 0U);
+    controller->raiseTagBudget(kBudget * 3);
+    controller->raiseTagBudget(1);
+    PacedReads::allow(1'000'000);
+    offered += 1'000'000;
+    ASSERT_TRUE(test::runUntil([&] { return flows.back().gui.offered == offered; }));
+    EXPECT_EQ(thinned(), before);
+    stopAndWait();
+
+    controller->startCapture(QStringLiteral("external"), 0.0, 65536, 15, kBudget / 50, {});
+    PacedReads::allow(offered = 1'000'000);
+    ASSERT_TRUE(test::runUntil([&] { return flows.back().gui.offered == offered; }));
+    EXPECT_GT(thinned(), 0U) << "the next capture has its own";
+    stopAndWait();
+}
+
+// The longest time between two ticks.
+class LongestPause {
+public:
+    void tick() {
+        const auto now = std::chrono::steady_clock::now();
+        pause = std::max(pause, now - last);
+        last = now;
+    }
+    std::chrono::duration<double> longest() const { return pause; }
+
+private:
+    std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::duration pause{};
+};
+
+// It takes half of what comes, so that all that may wait for it does, which is more than a second's work.
+TEST_F(BlockedGui, ASlowOneLearnsOfLossesWithinASecondAndDoesOtherThings) {
+    constexpr std::uint64_t kTags = 30'000'000;
+    LongestPause reports;
+    LongestPause turns;
+    QObject::connect(controller.get(), &DeviceController::tagFlowChanged, signalled.get(),
+                     [&] { reports.tick(); });
+    QObject::connect(
+        controller.get(), &DeviceController::tagsBatch, signalled.get(), [](const QList<UiTimeTag>& batch) {
+            std::this_thread::sleep_for(
+                std::chrono::duration<double>(static_cast<double>(batch.size()) / (kBudget / 2.0)));
+        });
+    QTimer turn;
+    QObject::connect(&turn, &QTimer::timeout, signalled.get(), [&] { turns.tick(); });
+    turn.start(10ms);
+    PacedReads reads(kBudget);
+    start();
+    PacedReads::allow(offered = kTags);
+    ASSERT_TRUE(test::runUntil([] { return PacedReads::isUsedUp(); }));
+    EXPECT_GT(flows.back().gui.backlog, 0U);
+    EXPECT_LT(reports.longest(), 1s);
+    EXPECT_LT(turns.longest(), 1s);
+    ASSERT_TRUE(showAll());
+    stopAndWait();
 }
 
 TEST_F(BlockedGui, CountsWaitOnceHoweverLongItStands) {

@@ -47,6 +47,17 @@ TEST(TagThinner, TheBudgetIsATenthOfTheLimitAndAtLeastOne) {
     }
 }
 
+TEST(TagThinner, AnotherLimitIsInForceFromTheNextPassOn) {
+    TagThinner thinner(100, kStart);
+    EXPECT_EQ(thinner.select(20, kStart).picked, 10U);
+    thinner.setLimit(500);
+    EXPECT_EQ(thinner.select(60, kStart).picked, 40U) << "of 50, less what has gone on in this window";
+    thinner.setLimit(100);
+    EXPECT_EQ(thinner.select(1, kStart).picked, 0U);
+    thinner.setLimit(0);
+    EXPECT_EQ(thinner.select(1000, kStart).picked, 1000U);
+}
+
 TEST(TagThinner, APassWithinTheRoomGoesOnWhole) {
     TagThinner thinner(100, kStart); // 10 per window
     EXPECT_EQ(indicesOf(thinner.select(4, kStart)), (Indices{0, 1, 2, 3}));
