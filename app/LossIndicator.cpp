@@ -111,10 +111,7 @@ QString LossIndicator::detailsText() const {
 void LossIndicator::refresh() {
     const QString text = flagText();
     const bool isLost = unreadLost() + unreadNotRelayed() + unreadSkippedBytes() > 0;
-    setStatusFlag(this, text,
-                  isLost                 ? FlagState::Bad
-                  : unreadNotShown() > 0 ? FlagState::Warning
-                                         : FlagState::Muted);
+    setStatusFlag(this, text, isLost ? FlagState::Bad : FlagState::Warning);
     setAccessibleName(text);
     setToolTip(text.isEmpty() ? QString() : tr("%1. Click for the counts of every stage.").arg(text));
     setVisible(!text.isEmpty());

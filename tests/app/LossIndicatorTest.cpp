@@ -44,12 +44,12 @@ TEST_F(Losses, NothingIsShownWhileNothingIsLost) {
     EXPECT_FALSE(flag.isVisible());
 }
 
-TEST_F(Losses, WhatPlotsLeaveOutIsToldWithoutAlarmOnceInACapture) {
+TEST_F(Losses, WhatPlotsLeaveOutIsAWarningOnceInACapture) {
     UiTagFlow thinned = flowOf(1, 0, 0);
     thinned.gui.thinned = 77;
     flag.takeFlow(thinned);
     EXPECT_EQ(flag.text(), QStringLiteral("Tags left out of plots: 77"));
-    EXPECT_EQ(state(), QStringLiteral("muted"));
+    EXPECT_EQ(state(), QStringLiteral("warning"));
     flag.showDetails();
     EXPECT_TRUE(box()->text().contains(QStringLiteral("77 were left out of them so far")));
     thinned.gui.thinned = 100;
