@@ -227,8 +227,8 @@ TEST(FrequencyBase, AResumeKeepsTheBase) {
 TEST(FrequencyBins, TheTimeGoesOnWhenAResumedStreamBeginsAnew) {
     Stage stage;
     stage.start();
-    stage.feed(pulses(0, 5 * kSecondPs, kMillisecondPs, 1001));     // ten bins of 0.1 s and their end
-    for (const qint64 begin : {qint64{0}, 5500 * kMillisecondPs}) { // both ahead of where the last run ended
+    stage.feed(pulses(0, 5 * kSecondPs, kMillisecondPs, 1001));    // ten bins of 0.1 s and their end
+    for (const qint64 begin : {qint64{0}, 500 * kMillisecondPs}) { // both before the end of the run before
         stage.pause();
         stage.resume();
         stage.feed(pulses(0, begin, kMillisecondPs, 1001));
