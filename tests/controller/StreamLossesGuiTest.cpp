@@ -220,6 +220,7 @@ TEST_F(BlockedGui, ASlowOneLearnsOfLossesWithinASecondAndDoesOtherThings) {
     start();
     PacedReads::allow(offered = kTags);
     ASSERT_TRUE(test::runUntil([] { return PacedReads::isUsedUp(); }));
+    ASSERT_FALSE(flows.empty());
     EXPECT_GT(flows.back().gui.backlog, 0U);
     EXPECT_LT(reports.longest(), 1s);
     EXPECT_LT(turns.longest(), 1s);

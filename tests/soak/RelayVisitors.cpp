@@ -12,6 +12,7 @@ RelayVisitors::~RelayVisitors() {
 }
 
 void RelayVisitors::come(const relay::RelayEndpoint& endpoint) {
+    ++visited;
     auto& visitor = *visitors.emplace_back(std::make_unique<Visitor>());
     visitor.thread = std::thread([this, &visitor, endpoint] {
         try {

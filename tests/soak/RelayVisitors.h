@@ -22,7 +22,8 @@ public:
     void go();
     void allGo();
 
-    // Tags that all visitors so far have received.
+    // Visitors so far, and the tags that they have received.
+    int visits() const { return visited; }
     std::uint64_t tags() const { return received; }
     // Visits that ended because what came was no record.
     int invalidRecords() const { return invalid; }
@@ -34,6 +35,7 @@ private:
     };
 
     std::vector<std::unique_ptr<Visitor>> visitors;
+    int visited = 0;
     std::atomic<std::uint64_t> received = 0;
     std::atomic<int> invalid = 0;
 };

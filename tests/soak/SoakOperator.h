@@ -32,8 +32,8 @@ public:
     SoakOperator(SoakWatch& watch, QString truthFile, std::uint64_t seed);
     ~SoakOperator() override;
 
-    // Works for so many seconds, then emits finished(). A run in which no recording was compared, or no tag
-    // was relayed, is a complaint.
+    // Works for so many seconds, then emits finished(). A run in which no recording was compared, or several
+    // relay visits got no tag, is a complaint.
     void work(double seconds);
 
     QJsonObject report() const;
