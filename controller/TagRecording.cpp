@@ -90,7 +90,6 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
         entry.times = times.of(tags);
         timing::appendDecodedQorntsTags(entry.payload, tags);
         writer.enqueue(std::move(entry));
-        lastTime = tags.back().timestamp_ps;
     }
 }
 
@@ -111,7 +110,7 @@ void TagRecording::noteLoss(std::string_view stage, std::uint64_t count) {
     }
     Entry entry;
     entry.kind = Entry::Kind::Loss;
-    entry.loss = {0, lastTime, std::string(stage), count};
+    entry.loss = {0, times.latest_time(), std::string(stage), count};
     writer.enqueue(std::move(entry));
 }
 

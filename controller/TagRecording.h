@@ -65,7 +65,6 @@ private:
     LoopClock::TimePoint recordingBegin;
     LoopClock::TimePoint partBegin;
     timing::RecordTimes times;
-    std::optional<std::int64_t> lastTime; // of the tags, in ps
     int partIndex = 0;
     bool active = true; // until the maximum duration
 };

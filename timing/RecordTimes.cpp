@@ -1,27 +1,53 @@
 #include "RecordTimes.h"
 
+#include "WrapArithmetic.h"
+
 namespace qorn::timing {
+namespace {
+
+// True when a time is not within half a period from the latest one. A step of more than 64 bits comes out
+// wrong, but by more than a near one is wide.
+bool isFar(std::int64_t time, std::int64_t latest) {
+    constexpr auto kNear = static_cast<std::uint64_t>(kHalfCoarseWrapPs) - 1;
+    const std::uint64_t step = static_cast<std::uint64_t>(time) - static_cast<std::uint64_t>(latest);
+    return step + kNear > 2 * kNear || (time < latest) != (static_cast<std::int64_t>(step) < 0);
+}
+
+// The whole periods by which a time that is far behind comes nearest to the latest one; 0 for one ahead, or
+// so far behind that no rest of an input can be the cause.
+std::uint64_t periodsToLatest(std::int64_t time, std::int64_t latest) {
+    constexpr auto kPeriod = static_cast<std::uint64_t>(kCoarseWrapPs);
+    constexpr std::uint64_t kLongestRestPs = std::uint64_t{1} << 62; // 53 days
+    const std::uint64_t behind = static_cast<std::uint64_t>(latest) - static_cast<std::uint64_t>(time);
+    if (time > latest || behind > kLongestRestPs) {
+        return 0;
+    }
+    const std::uint64_t rest = behind % kPeriod;
+    return behind - rest + (rest > kPeriod / 2 ? kPeriod : 0);
+}
+
+} // namespace
 
 std::vector<RecordTime> RecordTimes::of(std::span<const TimeTag> tags) {
     std::vector<RecordTime> times;
     if (tags.empty()) {
         return times;
     }
-    if (!latest) {
-        latest = tags.front().timestamp_ps;
-        times.push_back({0, *latest});
-    }
-    constexpr auto kNear = static_cast<std::uint64_t>(kHalfCoarseWrapPs) - 1;
-    std::int64_t reached = *latest;
+    std::int64_t reached = latest.value_or(tags.front().timestamp_ps);
     for (std::size_t index = 0; index < tags.size(); ++index) {
-        const std::int64_t time = tags[index].timestamp_ps;
-        // A step of more than 64 bits comes out wrong, but by more than a near one is wide.
-        const std::uint64_t step = static_cast<std::uint64_t>(time) - static_cast<std::uint64_t>(reached);
-        const bool far =
-            step + kNear > 2 * kNear || (time < reached) != (static_cast<std::int64_t>(step) < 0);
-        if (far) [[unlikely]] {
+        std::uint64_t& behind = behindPs[tags[index].channel % kChannels];
+        std::int64_t time = add_wrapping(tags[index].timestamp_ps, behind);
+        bool isTold = isFirst;
+        if (isFar(time, reached)) [[unlikely]] {
+            const std::uint64_t periods = periodsToLatest(time, reached);
+            behind += periods;
+            time = add_wrapping(time, periods);
+            isTold = isTold || isFar(time, reached);
+        }
+        if (isTold) [[unlikely]] {
             times.push_back({index, time});
             reached = time;
+            isFirst = false;
         } else if (time > reached) {
             reached = time;
         }

@@ -3,6 +3,7 @@
 
 #include "TimeTag.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -17,18 +18,27 @@ struct RecordTime {
     bool operator==(const RecordTime&) const = default;
 };
 
-// Follows the tags of a stream, for whoever writes their words. A plain single-threaded object.
+// Follows the tags of a stream, for whoever writes their words. Live decoders count the counter's periods of
+// each input by itself, and miss those in which an input was silent; so the tags of an input that begins
+// late, or rests for long, may stand whole periods too early. Here they get their place in the stream, which
+// goes on meanwhile. A plain single-threaded object.
 class RecordTimes {
 public:
     // The times that a reader of these tags' words must be told: of the first tag of all, and of each that is
-    // not within half a period of the counter from the latest time before it. Tags count from 0 in each call.
+    // half a period of the counter or more ahead of the latest time before it. Tags count from 0 in each
+    // call.
     std::vector<RecordTime> of(std::span<const TimeTag> tags);
 
-    // The next tag is the first of another file.
-    void restart() { latest.reset(); }
+    // The next tag is the first of another file of the stream.
+    void restart() { isFirst = true; }
+
+    // The latest time of the stream, in ps; none before the first tag.
+    std::optional<std::int64_t> latest_time() const { return latest; }
 
 private:
-    std::optional<std::int64_t> latest; // as StreamTimeAxis has it
+    std::optional<std::int64_t> latest;              // as StreamTimeAxis has it
+    std::array<std::uint64_t, kChannels> behindPs{}; // whole periods that an input's tags stand too early
+    bool isFirst = true;                             // the next tag
 };
 
 } // namespace qorn::timing

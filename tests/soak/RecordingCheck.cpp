@@ -1,6 +1,7 @@
 #include "RecordingCheck.h"
 
 #include "Error.h"
+#include "RecordingCompanionFile.h"
 #include "StreamFileReader.h"
 #include "Verify.h"
 
@@ -149,6 +150,9 @@ CheckedRecording checkRecording(const QStringList& parts, const QString& truth, 
     try {
         for (const QString& part : parts) {
             reader.open(part.toStdString());
+            if (const auto companion = timing::read_companion(part.toStdString())) {
+                reader.use_times(*companion);
+            }
             for (auto tags = reader.read(); !tags.empty(); tags = reader.read()) {
                 for (const TimeTag& tag : tags) {
                     const QString problem = comparison.take(tag);
