@@ -47,7 +47,7 @@ AsyncDecodedQorntsWriter::~AsyncDecodedQorntsWriter() {
 
 void AsyncDecodedQorntsWriter::enqueue(Entry entry) {
     std::unique_lock lock(mutex);
-    const std::size_t size = entry.payload.size();
+    const std::size_t size = entry.bytes();
     notFull.wait(lock, [&] {
         return stop || queue.empty() || (queue.size() < kMostEntries && queuedBytes + size <= kMostBytes);
     });
@@ -66,6 +66,13 @@ void AsyncDecodedQorntsWriter::enqueue(Entry entry) {
     queue.push_back(std::move(entry));
     queuedBytes += size;
     notEmpty.notify_one();
+}
+
+void AsyncDecodedQorntsWriter::check() {
+    const std::lock_guard lock(mutex);
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
 }
 
 void AsyncDecodedQorntsWriter::finishRecording(timing::PartEnd end, const std::string& error) {
@@ -127,6 +134,11 @@ void AsyncDecodedQorntsWriter::run() {
     } catch (const std::exception& error) {
         tellFailure(error.what());
         const std::lock_guard lock(mutex);
+        if (!file.failure_reason().empty()) {
+            notices.push_back(QCoreApplication::translate("Measurement", "The recording %1 has ended: %2.")
+                                  .arg(QString::fromStdString(file.path()),
+                                       QString::fromLocal8Bit(file.failure_reason().c_str())));
+        }
         failure = std::current_exception();
         failureText = error.what();
         stop = true;
@@ -178,7 +190,7 @@ AsyncDecodedQorntsWriter::Next AsyncDecodedQorntsWriter::waitForWork(Entry& entr
     }
     entry = std::move(queue.front());
     queue.pop_front();
-    queuedBytes -= entry.payload.size();
+    queuedBytes -= entry.bytes();
     return Next::Work;
 }
 
@@ -250,6 +262,7 @@ void AsyncDecodedQorntsWriter::beginPart(const std::string& path) {
 // A file that cannot be closed has another end than was meant.
 void AsyncDecodedQorntsWriter::endPart(timing::PartEnd end, const std::string& error) {
     companion.checkFile();
+    const timing::FileDescriptor stillLocked = file.hold_lock(); // whoever looks shall not find half an end
     file.close();
     companion.end(end, error);
     noteCompanionFault();

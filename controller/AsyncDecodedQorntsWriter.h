@@ -35,6 +35,8 @@ public:
         timing::RecordingLoss loss{};                    // loss only
         timing::PartEnd end = timing::PartEnd::Duration; // finish only: why
         std::string error{};                             // finish only: of an error
+
+        std::size_t bytes() const { return payload.size() + times.size() * sizeof(timing::RecordTime); }
     };
 
     static constexpr std::size_t kMostEntries = 512;
@@ -58,6 +60,9 @@ public:
     // refused for a failure, the companion tells of it beside that.
     void enqueue(Entry entry);
 
+    // Throws the writer's failure once there is one, for a pass that has nothing to hand over.
+    void check();
+
     // Lets the writer close the file behind what is queued; data that follows is dropped. The error's text
     // goes with PartEnd::Error.
     void finishRecording(timing::PartEnd end = timing::PartEnd::Duration, const std::string& error = {});
@@ -65,8 +70,8 @@ public:
     // Records in all files so far; no more when the writer has ended. Any thread.
     std::uint64_t written() const { return companion.recordsTaken(); }
 
-    // A fault that does not end the recording, for the operator: the companion cannot be written, the file is
-    // not in its place any more. Each is given once, and nothing without one.
+    // What the operator must know, each once: the companion cannot be written, the file is not in its place
+    // any more; also which file a failure has ended, and why. Nothing without such.
     std::optional<QString> takeNotice();
 
     // The operator ends the recording. Waits until all queued work is done and the thread has ended. Throws

@@ -3,6 +3,7 @@
 #include "Device.h"
 #include "Driver.h"
 #include "Error.h"
+#include "PackedFormat.h"
 #include "TagFanOut.h"
 #include "TagFlowMeter.h"
 #include "TagStreamReader.h"
@@ -50,6 +51,14 @@ void configurePackedDelta(timing::Device& device, const StreamSettings& settings
                           "set_packed_delta_config", device.handle);
     header.delta_bits = bits;
     header.quantum_ps = quantum;
+    if (!timing::PackedFormat(header).decodable()) { // its bytes would wait for a decoder for ever
+        throw std::runtime_error(
+            QCoreApplication::translate(
+                "Measurement",
+                "The instrument cannot stream: it offers packed deltas of %1 bits, and 31 are the most.")
+                .arg(bits)
+                .toStdString());
+    }
 }
 
 void selectSource(timing::Device& device, bool external, double rateHz, StreamChoice format) {

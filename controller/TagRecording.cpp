@@ -85,7 +85,9 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
             } // else the writer shall know of them, and throws once more
         }
     }
-    if (!tags.empty()) {
+    if (tags.empty()) {
+        writer.check(); // no tag may come for long
+    } else {
         Entry entry;
         entry.times = times.of(tags);
         timing::appendDecodedQorntsTags(entry.payload, tags);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <limits>
 #include <thread>
 #include <utility>
@@ -86,8 +87,11 @@ void StreamFileWriter::open(const std::string& path, const StreamFileHeader& hea
         flushBuffer();
         file.close();
     }
+    filePath = path;
+    failureReason.clear();
     FileDescriptor opened = openFor(path, existing);
     if (!opened.is_open()) {
+        failureReason = std::strerror(errno);
         throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
     }
     if (isRegular(path)) { // a device has room for all
@@ -99,7 +103,6 @@ void StreamFileWriter::open(const std::string& path, const StreamFileHeader& hea
         }
     }
     file = std::move(opened);
-    filePath = path;
     buffer.assign(kBufferBytes, 0);
     buffered = 0;
     failed = false;
@@ -141,9 +144,17 @@ void StreamFileWriter::close() {
         return;
     }
     const bool written = flushBuffer();
-    if (!file.close() || !written) {
+    const bool closed = file.close();
+    if (!closed && written) {
+        failureReason = std::strerror(errno);
+    }
+    if (!closed || !written) {
         throw Error(TT_FILE_ERROR, "StreamFileWriter: payload write failed");
     }
+}
+
+FileDescriptor StreamFileWriter::hold_lock() const {
+    return FileDescriptor(file.is_open() ? ::fcntl(file.get(), F_DUPFD_CLOEXEC, 0) : -1);
 }
 
 bool StreamFileWriter::is_in_place() const {
@@ -189,6 +200,7 @@ bool StreamFileWriter::write(std::span<const std::uint8_t> bytes) {
         const std::size_t count = file.write(bytes.first(size));
         fileBytes += count;
         if (count < size) {
+            failureReason = std::strerror(errno);
             dropPartOfRecord();
             tellSink(bytes.first(count - count % recordBytes));
             return false;

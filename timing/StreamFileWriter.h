@@ -46,6 +46,13 @@ public:
     // Flushes and closes. Throws Error with status -2 when the last bytes could not be written.
     void close();
 
+    // Why the system failed to open, write or close the latest file, in its words; empty when it did not.
+    const std::string& failure_reason() const { return failureReason; }
+    const std::string& path() const { return filePath; } // of the latest file
+
+    // Keeps the lock of the open file beyond its closing, for as long as the result lasts.
+    FileDescriptor hold_lock() const;
+
     bool is_open() const { return file.is_open(); }
     std::uint64_t records_written() const { return recordsWritten; }
     std::span<const std::uint8_t> head() const { return headImage; } // of the latest file: up to its records
@@ -71,6 +78,7 @@ private:
     std::vector<std::uint8_t> buffer;
     std::size_t buffered = 0;
     bool failed = false; // a write has; nothing follows in this file
+    std::string failureReason;
     std::uint64_t recordBytes = 1;
     std::uint64_t fileBytes = 0; // that the system has taken
     std::uint64_t recordsWritten = 0;

@@ -237,6 +237,25 @@ TEST_F(RecordingWriter, AFullDiskIsToldAtTheNextEntry) {
     EXPECT_EQ(error->status(), -2);
 }
 
+TEST_F(RecordingWriter, AFullDiskIsToldAlsoWhenNothingFollowsWithTheFileAndTheReason) {
+    AsyncDecodedQorntsWriter writer(QStringLiteral("/dev/full"), headerOf("first"));
+    EXPECT_TRUE(test::eventually([&] {
+        return test::failureOf([&] { writer.check(); }) == "StreamFileWriter: payload write failed";
+    }));
+    EXPECT_EQ(writer.takeNotice(),
+              QStringLiteral("The recording /dev/full has ended: No space left on device."));
+    EXPECT_EQ(writer.takeNotice(), std::nullopt);
+}
+
+TEST_F(RecordingWriter, NothingIsWrongWithAHealthyOne) {
+    AsyncDecodedQorntsWriter writer(path, headerOf("first"));
+    writer.enqueue(dataOf(tagsFrom(0, 10)));
+    EXPECT_NO_THROW(writer.check());
+    writer.close();
+    EXPECT_NO_THROW(writer.check());
+    EXPECT_EQ(writer.takeNotice(), std::nullopt);
+}
+
 TEST_F(RecordingWriter, AFullDiskIsToldAtTheLatestByClose) {
     AsyncDecodedQorntsWriter writer(QStringLiteral("/dev/full"), headerOf("first"));
     const auto error = errorOf([&] {

@@ -121,6 +121,20 @@ TEST_F(CaptureSetup, ThePackedSettingsAreSent) {
     EXPECT_EQ(driver->callsOf("tt_set_packed_delta_config"), Texts{"tt_set_packed_delta_config(21,64)"});
 }
 
+TEST_F(CaptureSetup, AnAnswerThatCannotBeDecodedIsRefused) {
+    for (const auto& [bits, refused] : {std::pair(32, true), std::pair(255, true), std::pair(31, false),
+                                        std::pair(1, false), std::pair(0, false)}) {
+        driver->clearLog();
+        driver->change([applied = static_cast<std::uint8_t>(bits)](auto& script) {
+            script.appliedPacked = std::pair(applied, std::uint16_t{8});
+        });
+        EXPECT_EQ(failure(), refused ? "The instrument cannot stream: it offers packed deltas of " +
+                                           std::to_string(bits) + " bits, and 31 are the most."
+                                     : "");
+        EXPECT_EQ(driver->callsOf("tt_start_stream_mode").empty(), refused);
+    }
+}
+
 TEST_F(CaptureSetup, UartIsRefusedUnlessArmed) {
     for (const StreamChoice format :
          {StreamChoice::PackedDelta, StreamChoice::Delta32, StreamChoice::Raw64}) {

@@ -12,6 +12,19 @@
 
 namespace qorn::timetagger::gui::test {
 
+using namespace std::chrono_literals;
+
+bool eventually(const std::function<bool()>& condition) {
+    const auto limit = std::chrono::steady_clock::now() + qorn::testing::kEventLimit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > limit) {
+            return false;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
 Tags tagsFrom(std::int64_t first, std::size_t count) {
     Tags tags(count);
     for (std::size_t index = 0; index < count; ++index) {

@@ -101,6 +101,9 @@ struct Recording {
 
 Recording readRecording(const QString& path);
 
+// True as soon as the condition holds; false at the limit.
+bool eventually(const std::function<bool()>& condition);
+
 // The text of the exception that the work throws; empty when it throws none.
 template <typename Work>
 std::string failureOf(Work&& work) {

@@ -208,7 +208,10 @@ TEST_F(RecordingController, ShowsAFullDiskAndEndsTheCapture) {
             signalled.tags.clear();
         }
     }
-    EXPECT_EQ(signalled.textsOf("captureError"), test::Texts{std::string("captureError(") + kFull + ")"});
+    EXPECT_EQ(
+        signalled.textsOf("captureError"),
+        (test::Texts{"captureError(The recording " + path.toStdString() + " has ended: File too large.)",
+                     std::string("captureError(") + kFull + ")"}));
     EXPECT_EQ(signalled.texts().back(), "captureStopped()");
     EXPECT_FALSE(controller.isCapturing());
     const Tags tags = readRecording(path).tags;

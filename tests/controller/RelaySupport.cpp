@@ -14,17 +14,6 @@ namespace qorn::timetagger::gui::test {
 
 using namespace std::chrono_literals;
 
-bool eventually(const std::function<bool()>& condition) {
-    const auto limit = std::chrono::steady_clock::now() + qorn::testing::kEventLimit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) {
-            return false;
-        }
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
-
 LoopbackServer::LoopbackServer() {
     std::string error;
     EXPECT_TRUE(server.start(0, 0, &error)) << error;

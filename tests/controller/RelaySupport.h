@@ -14,9 +14,6 @@
 
 namespace qorn::timetagger::gui::test {
 
-// True as soon as the condition holds; false at the limit.
-bool eventually(const std::function<bool()>& condition);
-
 class LoopbackServer {
 public:
     LoopbackServer();

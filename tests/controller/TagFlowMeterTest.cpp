@@ -81,5 +81,21 @@ TEST_F(FlowMeter, LossesAreToldWhileTheLoopStands) {
     EXPECT_EQ(events.flows().size(), 1U) << "nothing more was lost";
 }
 
+TEST_F(FlowMeter, UnreadableBytesAreToldWhileTheLoopStands) {
+    qorn::testing::ScopedDriver driver;
+    timing::Device device = timing::Device::open_serial("A");
+    timing::TagStreamReader reader(device);
+    meter.follow(reader);
+    reader.start(qorn::testing::raw64Header("ps"), 1048576, 1024);
+    meter.update({}, kStart);
+    auto bytes = wordsOf(tagsFrom(0, 10));
+    bytes.insert(bytes.end(), 8, 0xFF); // no record
+    driver->feed(bytes);
+    ASSERT_TRUE(driver->waitUntilStreamIdle());
+    meter.watch(kStart + 300ms);
+    ASSERT_EQ(events.flows().size(), 1U);
+    EXPECT_GT(events.flows().back().source.skippedBytes, 0U);
+}
+
 } // namespace
 } // namespace qorn::timetagger::gui

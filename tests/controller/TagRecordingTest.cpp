@@ -249,6 +249,15 @@ TEST_F(Recordings, AFileThatIsThereAlreadyIsLeftAlone) {
     EXPECT_EQ(readRecording(part("run_2.qornts")).tags, tagsFrom(100, 2));
 }
 
+TEST_F(Recordings, AFullDiskIsToldAlsoByAPassWithoutTags) {
+    path = QStringLiteral("/dev/full");
+    const auto recording = start();
+    EXPECT_TRUE(test::eventually([&] {
+        return test::failureOf([&] { recording->append({}, kStart); }) ==
+               "StreamFileWriter: payload write failed";
+    }));
+}
+
 TEST_F(Recordings, ARotationThatFailsEndsTheCapture) {
     const auto recording = start(10);
     recording->append(tagsFrom(0, 1), kStart);

@@ -2,6 +2,7 @@
 #include "Error.h"
 #include "ProgramRun.h"
 #include "QtPrinting.h"
+#include "RecordingCompanionFile.h"
 #include "StreamFileReader.h"
 
 #include <QDir>
@@ -99,6 +100,10 @@ TEST_P(EndedProgram, FinishesItsRecordingAndKeepsTheSetUpWithoutAQuestion) {
     EXPECT_EQ(program.process.exitCode(), 0) << program.process.readAllStandardError().toStdString();
     ASSERT_EQ(recordings().size(), 1);
     EXPECT_GT(recordedTags(false), std::size_t{kSomeTagsBytes} / 8);
+    const auto companion = timing::read_companion(recordings().constFirst().filePath().toStdString());
+    ASSERT_TRUE(companion.has_value());
+    EXPECT_EQ(companion->end, timing::PartEnd::Operator);
+    EXPECT_EQ(companion->records, recordedTags(false));
     ASSERT_EQ(savedExperiments(program).size(), 1);
     EXPECT_EQ(savedExperiments(program).at(0).toObject().value(QLatin1String("type")).toString(),
               QStringLiteral("Time tags"));

@@ -238,6 +238,22 @@ TEST_F(StreamFile, AFullDiskFailsTheWriteThatOverflowsTheBuffer) {
     expectError(errorOf([&] { writer.append(block, 500'000); }), -2,
                 "StreamFileWriter: payload write failed");
     expectError(errorOf([&] { writer.append(block, 500'000); }), -6, "StreamFileWriter: not open");
+    EXPECT_EQ(writer.failure_reason(), "No space left on device");
+    EXPECT_EQ(writer.path(), "/dev/full");
+    writer.open(path, sampleHeader());
+    EXPECT_EQ(writer.failure_reason(), "");
+}
+
+TEST_F(StreamFile, StaysLockedAsLongAsItIsHeld) {
+    writer.open(path, sampleHeader());
+    const FileDescriptor other(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    {
+        const FileDescriptor held = writer.hold_lock();
+        writer.close();
+        EXPECT_NE(::flock(other.get(), LOCK_SH | LOCK_NB), 0);
+    }
+    EXPECT_EQ(::flock(other.get(), LOCK_SH | LOCK_NB), 0);
+    EXPECT_FALSE(writer.hold_lock().is_open()) << "there is none";
 }
 
 TEST_F(StreamFile, AppendingWithoutAFileIsRefused) {

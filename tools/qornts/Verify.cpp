@@ -8,6 +8,8 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 namespace qorn::qornts {
 namespace {
@@ -15,6 +17,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMostStretches = 8; // that are named one by one
+constexpr const char* kGoesOn = "it is being recorded still";
+constexpr std::chrono::milliseconds kBeginning{5}; // until a file that has just been made is locked
 
 std::string place(std::uint64_t record, std::uint64_t headBytes) {
     return "record " + std::to_string(record) + " (byte " +
@@ -156,7 +160,7 @@ std::vector<std::string> faultsOfEnd(const StreamFileFacts& file, const timing::
         return {};
     }
     if (recording) {
-        return {"it is being recorded still"};
+        return {kGoesOn};
     }
     std::vector<std::string> faults{
         "it was never ended: its program died; \"qornts recover\" makes it whole"};
@@ -173,8 +177,11 @@ Verification verificationOf(const fs::path& path, const std::optional<timing::Re
                             const std::string& noCompanion, bool recording) {
     const StreamFileFacts file = streamFileFacts(path);
     const std::string name = timing::companion_path(path).filename().string() + ' ';
+    if (recording && !companion) { // it has just begun, or the companion cannot be written
+        return {{kGoesOn}, {}};
+    }
     Verification found;
-    const bool goesOn = recording && companion && companion->end == timing::PartEnd::Open;
+    const bool goesOn = recording && companion->end == timing::PartEnd::Open;
     if (file.oddBytes() > 0 && !goesOn) {
         found.faults.push_back("the last record, " + place(file.wholeRecords(), file.head.size()) +
                                ", is cut off");
@@ -196,10 +203,8 @@ Verification verificationOf(const fs::path& path, const std::optional<timing::Re
     return found;
 }
 
-} // namespace
-
-Verification verificationOf(const fs::path& path) {
-    const bool recording = isBeingRecorded(path);
+Verification lookAt(const fs::path& path) {
+    bool recording = isBeingRecorded(path);
     const std::string name = timing::companion_path(path).filename().string() + ' ';
     std::optional<timing::RecordingCompanion> companion;
     std::string noCompanion = "there is no " + name + "beside it";
@@ -208,7 +213,24 @@ Verification verificationOf(const fs::path& path) {
     } catch (const timing::CompanionFault& fault) {
         noCompanion = name + fault.what();
     }
+    if (!companion || companion->end == timing::PartEnd::Open) { // perhaps it began behind the first look
+        recording = recording || isBeingRecorded(path);
+    }
     return verificationOf(path, companion, noCompanion, recording);
+}
+
+} // namespace
+
+Verification verificationOf(const fs::path& path) {
+    try {
+        return lookAt(path);
+    } catch (const std::exception&) { // perhaps it has just been made, and its head is still to come
+        std::this_thread::sleep_for(kBeginning);
+        if (isBeingRecorded(path)) {
+            return {{kGoesOn}, {}};
+        }
+    }
+    return lookAt(path);
 }
 
 bool verifyRecordings(const std::vector<fs::path>& files) {
