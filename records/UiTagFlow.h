@@ -36,10 +36,10 @@ struct UiTagFlow {
     // From the loop to the relay server. All 0 without one.
     struct Relay {
         quint64 offered = 0;
-        quint64 published = 0;
-        quint64 refused = 0;  // by a server that has too much queued
-        quint64 unwanted = 0; // there was no client
-        quint64 cut = 0;      // by an error
+        quint64 published = 0; // taken by the server, which counts by itself what it drops later
+        quint64 refused = 0;   // by a server that has too much queued
+        quint64 unwanted = 0;  // there was no client
+        quint64 cut = 0;       // by an error
         bool balances() const { return offered == published + refused + unwanted + cut; }
         bool operator==(const Relay&) const = default;
     };

@@ -1,6 +1,7 @@
 #include "RelayServer.h"
 
 #include "RelayBuffers.h"
+#include "RelayQueue.h"
 #include "RelaySocket.h"
 #include "RelayStatusClients.h"
 #include "RelayStatusLine.h"
@@ -28,7 +29,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint64_t kQueueLimitBytes = 67108864;
 constexpr std::chrono::milliseconds kSocketWait{20}; // longest wait of one pass
 constexpr std::chrono::seconds kStatusInterval{1};
 
@@ -38,8 +38,8 @@ struct RelayServer::Impl {
     // Where the answers of one pass stand in `requests`; the stream clients follow, then the status clients.
     enum Slot : std::size_t { kWakeSlot, kStreamListenerSlot, kStatusListenerSlot, kFirstClientSlot };
 
-    mutable std::mutex mutex;     // guards queue, overrun_pending, stats; never held in a socket call
-    std::deque<RelayBatch> queue; // of stats.bytes_queued bytes
+    mutable std::mutex mutex; // guards queue, overrun_pending, stats; never held in a socket call
+    RelayQueue queue;         // of stats.bytes_queued bytes
     bool overrun_pending = false;
     Stats stats;
 
@@ -86,7 +86,7 @@ void RelayServer::Impl::notify() const {
 
 void RelayServer::Impl::clear() {
     const std::lock_guard lock(mutex);
-    queue.clear();
+    queue = {};
     overrun_pending = false;
     Stats cleared;
     cleared.tags_lost = stats.tags_lost;
@@ -96,8 +96,8 @@ void RelayServer::Impl::clear() {
 
 // With the mutex; the batches are freed by the caller, without it. Returns their bytes.
 std::uint64_t RelayServer::Impl::dropQueue(std::deque<RelayBatch>& dropped) {
-    dropped.swap(queue);
-    const std::uint64_t bytes = std::exchange(stats.bytes_queued, 0);
+    const std::uint64_t bytes = queue.moveTo(dropped);
+    stats.bytes_queued = 0;
     stats.bytes_dropped += bytes;
     return bytes;
 }
@@ -145,8 +145,8 @@ void RelayServer::Impl::takeQueue() {
     bool overrun = false;
     {
         const std::lock_guard lock(mutex);
-        batches.swap(queue);
-        stats.bytes_taken += std::exchange(stats.bytes_queued, 0);
+        stats.bytes_taken += queue.moveTo(batches);
+        stats.bytes_queued = 0;
         overrun = std::exchange(overrun_pending, false);
     }
     std::uint64_t slow = 0;
@@ -312,12 +312,11 @@ bool RelayServer::publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t ta
             return false;
         Stats& stats = impl->stats;
         stats.bytes_offered += batch->size();
-        taken = stats.bytes_queued + batch->size() <= kQueueLimitBytes;
+        taken = impl->queue.add(batch);
         if (taken) {
-            stats.bytes_queued += batch->size();
+            stats.bytes_queued = impl->queue.bytes();
             stats.tags_published += tag_count;
             stats.bytes_published += batch->size();
-            impl->queue.push_back(batch);
         } else {
             stats.tags_lost += tag_count + impl->dropQueue(dropped) / kTagBytes;
             stats.bytes_refused += batch->size();

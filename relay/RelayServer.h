@@ -57,8 +57,8 @@ public:
     // thread.
     std::vector<std::uint8_t> takeBuffer();
     // Hands over whole records (8 bytes per tag) for all stream clients; any one thread. What does not fit
-    // the queue of 64 MiB drops the queue and all stream clients, and is counted as an overrun. False when
-    // the records were not taken.
+    // the queue of 64 MiB and 262144 batches drops the queue and all stream clients, and is counted as an
+    // overrun. False when the records were not taken.
     bool publishRaw64(std::vector<std::uint8_t> bytes, std::uint64_t tag_count);
 
 private:

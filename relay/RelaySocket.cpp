@@ -25,6 +25,12 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kConnectTimeout{3000}; // for each address
 constexpr std::chrono::milliseconds kStopInterval{100};
 constexpr int kListenBacklog = 8;
+
+// A silent peer is asked after 10 s whether it is there, then every 5 s, and given up without an answer to
+// four questions: half a minute. Long enough for a switch that restarts, short enough for an operator.
+constexpr int kKeepAliveIdleSeconds = 10;
+constexpr int kKeepAliveIntervalSeconds = 5;
+constexpr int kKeepAliveProbes = 4;
 constexpr std::size_t kDiscardBytes = 65536;
 
 struct AddressListDeleter {
@@ -40,6 +46,21 @@ void report(std::string* error, std::string text) {
 bool disableNagle(const RelaySocket& socket) {
     const int on = 1;
     return ::setsockopt(socket.fd(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0;
+}
+
+// Without it a peer that lost its power or its cable would count as silent for ever. No failure of the
+// connection: all else works as well.
+void noticeVanishedPeer(const RelaySocket& socket) {
+    const int on = 1;
+    ::setsockopt(socket.fd(), IPPROTO_TCP, TCP_KEEPIDLE, &kKeepAliveIdleSeconds, sizeof(int));
+    ::setsockopt(socket.fd(), IPPROTO_TCP, TCP_KEEPINTVL, &kKeepAliveIntervalSeconds, sizeof(int));
+    ::setsockopt(socket.fd(), IPPROTO_TCP, TCP_KEEPCNT, &kKeepAliveProbes, sizeof(int));
+    ::setsockopt(socket.fd(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+}
+
+bool setUpConnection(const RelaySocket& socket) {
+    noticeVanishedPeer(socket);
+    return disableNagle(socket);
 }
 
 AddressList resolve(const RelayEndpoint& endpoint, std::string* error) {
@@ -88,7 +109,7 @@ RelaySocket connectAddress(const addrinfo& address, const std::atomic<bool>* sto
         return {};
     const bool connected = ::connect(socket.fd(), address.ai_addr, address.ai_addrlen) == 0 ||
                            (errno == EINPROGRESS && finishConnect(socket, stop));
-    if (!connected || !disableNagle(socket))
+    if (!connected || !setUpConnection(socket))
         return {};
     return socket;
 }
@@ -175,7 +196,7 @@ RelaySocket createListeningSocket(std::uint16_t port, std::uint16_t& actual, std
 RelaySocket acceptSocket(const RelaySocket& listener) {
     while (true) {
         RelaySocket socket(::accept4(listener.fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (!socket || disableNagle(socket))
+        if (!socket || setUpConnection(socket))
             return socket;
     }
 }

@@ -13,6 +13,9 @@
 
 namespace qorn::relay {
 
+// A connection, made or accepted, asks a silent peer whether it is still there. Without an answer it fails
+// after half a minute, as a rule with ETIMEDOUT. Not while bytes sent to the peer wait for their receipt:
+// then the system's own patience counts, as a rule a quarter of an hour.
 class RelaySocket {
 public:
     RelaySocket() = default;

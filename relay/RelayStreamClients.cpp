@@ -4,6 +4,10 @@
 
 namespace qorn::relay {
 
+bool RelayStreamClients::Client::hasRoomFor(const RelayBatch& batch) const {
+    return pending_bytes + batch->size() <= kBacklogLimitBytes && pending.size() < kMostWaitingBatches;
+}
+
 void RelayStreamClients::add(RelaySocket socket) {
     clients.emplace_back().socket = std::move(socket);
 }
@@ -11,7 +15,7 @@ void RelayStreamClients::add(RelaySocket socket) {
 std::size_t RelayStreamClients::distribute(const RelayBatch& batch) {
     for (Client& client : clients) {
         total.due += batch->size();
-        if (client.pending_bytes + batch->size() > kBacklogLimitBytes) {
+        if (!client.hasRoomFor(batch)) {
             closeAsSlow(client, batch->size());
             total.unsent += batch->size();
             continue;

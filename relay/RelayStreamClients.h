@@ -17,11 +17,16 @@ namespace qorn::relay {
 
 inline constexpr std::uint64_t kTagBytes = 8; // of a record
 
+// The most batches that may wait in one place: each takes over 100 bytes besides its records. At a batch
+// every 2 ms, the pause of a capture that finds no tags, over eight minutes of a standing client, some 30
+// MiB.
+inline constexpr std::size_t kMostWaitingBatches = 262144;
+
 using RelayBatch = std::shared_ptr<const std::vector<std::uint8_t>>;
 
 class RelayStreamClients {
 public:
-    // A client that would have to keep more than this is closed.
+    // A client that would have to keep more than this, or more than kMostWaitingBatches, is closed.
     static constexpr std::uint64_t kBacklogLimitBytes = 33554432;
 
     // Bytes for all clients there ever were: due = sent + pending + unsent.
@@ -39,7 +44,7 @@ public:
     void closeAll();
     void closeAllAsSlow(); // the same, and what they were still to get is lost
 
-    // Queues the batch for every client; returns how many were closed because their backlog would pass the
+    // Queues the batch for every client; returns how many were closed because their backlog would pass a
     // limit.
     std::size_t distribute(const RelayBatch& batch);
 
@@ -52,6 +57,8 @@ public:
 
 private:
     struct Client {
+        bool hasRoomFor(const RelayBatch& batch) const;
+
         RelaySocket socket;
         std::deque<RelayBatch> pending;
         std::size_t offset = 0;          // bytes of the front batch that are sent

@@ -61,6 +61,44 @@ TEST_F(StreamClients, OnlyWhatIsNotSentYetCountsForTheLimit) {
     EXPECT_EQ(clients.distribute(batchOf(Bytes(1))), 1U);
 }
 
+struct StandingClient {
+    const char* name;
+    std::uint64_t batch_bytes;
+    std::size_t batches; // as many as are kept
+};
+
+TEST_F(StreamClients, AStandingClientIsKeptAtTheLimitsOfBytesAndNumberAndThrownOffAbove) {
+    for (const StandingClient& row :
+         {StandingClient{"bytes", 32 * kMiB, 1}, StandingClient{"bytes, many batches", 4096, 8192},
+          StandingClient{"number, smallest batches", 8, 262144},
+          StandingClient{"number and bytes", 128, 262144}}) {
+        SCOPED_TRACE(row.name);
+        const Peer peer = connect();
+        const RelayBatch batch = batchOf(Bytes(row.batch_bytes));
+        const std::uint64_t lost_before = clients.traffic().lost_tags;
+        std::size_t thrown_off = 0;
+        for (std::size_t i = 0; i < row.batches; ++i)
+            thrown_off += clients.distribute(batch);
+        ASSERT_EQ(thrown_off, 0U);
+        EXPECT_EQ(clients.traffic().pending, row.batches * row.batch_bytes);
+        EXPECT_EQ(clients.distribute(batchOf(Bytes(8))), 1U);
+        EXPECT_EQ(clients.size(), 0U);
+        EXPECT_EQ(clients.traffic().lost_tags - lost_before, row.batches * row.batch_bytes / 8 + 1);
+        EXPECT_EQ(clients.traffic().pending, 0U);
+        EXPECT_EQ(batch.use_count(), 1) << "its backlog is freed";
+    }
+}
+
+TEST_F(StreamClients, ABatchThatIsSentMakesRoomForAnother) {
+    const Peer peer = connect();
+    const RelayBatch batch = batchOf(Bytes(8));
+    for (std::size_t i = 0; i < kMostWaitingBatches; ++i)
+        clients.distribute(batch);
+    ASSERT_EQ(sendOnce(), 8U);
+    EXPECT_EQ(clients.distribute(batch), 0U);
+    EXPECT_EQ(clients.distribute(batch), 1U);
+}
+
 TEST_F(StreamClients, WhatASlowClientWasStillToGetIsLostAndNothingElse) {
     Peer slow = connect();
     Peer going = connect();

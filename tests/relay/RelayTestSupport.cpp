@@ -10,6 +10,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <linux/filter.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -170,6 +171,13 @@ void Peer::reset() {
 
 void Peer::finishSending() {
     ::shutdown(socket.fd(), SHUT_WR);
+}
+
+void Peer::vanish() {
+    sock_filter drop = BPF_STMT(BPF_RET | BPF_K, 0);
+    const sock_fprog everything{1, &drop};
+    if (::setsockopt(socket.fd(), SOL_SOCKET, SO_ATTACH_FILTER, &everything, sizeof everything) != 0)
+        throw std::runtime_error(socketErrorText("SO_ATTACH_FILTER"));
 }
 
 Listener::Listener(int family, int backlog) : socket(bindToLoopback(family)) {

@@ -58,6 +58,7 @@ public:
     void close() { socket.close(); }
     void reset(); // ends the connection with an RST
     void finishSending();
+    void vanish(); // as without power: nothing reaches it any more, and it answers nothing
 
 private:
     RelaySocket socket;
