@@ -128,13 +128,11 @@ void MeasurementScheduler::startExperiment(ExperimentTab* tab) {
         return;
     }
     if (tab != nullptr) {
-        if (switchingAcquisition) { // also when it has ended already and only its end is still to be told
-            switchTo(tab);
-        } else if (!port.isCapturing()) {
+        if (!switchingAcquisition && !port.isCapturing()) {
             startIdle(tab);
-        } else if (tagStreamActive && tab->sharesTagStream()) {
+        } else if (!switchingAcquisition && tagStreamActive && tab->sharesTagStream()) {
             joinStream(tab);
-        } else {
+        } else { // also when what ran has ended already and only its end is still to be told
             switchTo(tab);
         }
     }
