@@ -10,7 +10,10 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <chrono>
+#include <ratio>
 #include <stdexcept>
+#include <utility>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -87,12 +90,20 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
     }
     if (tags.empty()) {
         writer.check(); // no tag may come for long
+        silentSince = silentSince.value_or(now);
     } else {
         Entry entry;
-        entry.times = times.of(tags);
+        entry.times = times.of(tags, endSilence(now));
         timing::appendDecodedQorntsTags(entry.payload, tags);
         writer.enqueue(std::move(entry));
     }
+}
+
+// For how long no tags came, in ps.
+std::int64_t TagRecording::endSilence(LoopClock::TimePoint now) {
+    using Picoseconds = std::chrono::duration<std::int64_t, std::pico>;
+    const auto since = std::exchange(silentSince, std::nullopt);
+    return since ? std::chrono::duration_cast<Picoseconds>(now - *since).count() : 0;
 }
 
 void TagRecording::rotate(LoopClock::TimePoint now) {

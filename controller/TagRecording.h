@@ -55,6 +55,7 @@ public:
 
 private:
     void rotate(LoopClock::TimePoint now);
+    std::int64_t endSilence(LoopClock::TimePoint now);
 
     TagRecording(const UiTimeTagRecordingConfig& recording, const timing::StreamFileHeader& first,
                  LoopClock::TimePoint now);
@@ -65,6 +66,7 @@ private:
     LoopClock::TimePoint recordingBegin;
     LoopClock::TimePoint partBegin;
     timing::RecordTimes times;
+    std::optional<LoopClock::TimePoint> silentSince; // while passes bring no tags
     int partIndex = 0;
     bool active = true; // until the maximum duration
 };

@@ -1,6 +1,9 @@
 #include "RecordTimes.h"
 
+#include "WideInteger.h"
 #include "WrapArithmetic.h"
+
+#include <algorithm>
 
 namespace qorn::timing {
 namespace {
@@ -28,10 +31,29 @@ std::uint64_t periodsToLatest(std::int64_t time, std::int64_t latest) {
 
 } // namespace
 
-std::vector<RecordTime> RecordTimes::of(std::span<const TimeTag> tags) {
+// The clocks of host and instrument drift, and tags wait a little on their way. What differs by more was no
+// silence of the inputs, but one of the transport, and the tags go on where they were.
+void RecordTimes::catchUp(const TimeTag& next, std::int64_t silentPs) {
+    constexpr std::int64_t kDelayPs = 1'000'000'000'000;
+    constexpr std::int64_t kDriftParts = 10'000; // 100 ppm
+    const std::int64_t tolerance = std::min(kDelayPs + silentPs / kDriftParts, kCoarseWrapPs / 4);
+    const std::int64_t expected = add_wrapping(*latest, static_cast<std::uint64_t>(silentPs));
+    std::uint64_t& behind = behindPs[next.channel % kChannels];
+    const std::int64_t time = add_wrapping(next.timestamp_ps, behind);
+    const std::uint64_t periods = periodsToLatest(time, expected);
+    const Wide error = Wide{expected} - add_wrapping(time, periods);
+    if (error <= tolerance && error >= -tolerance) {
+        behind += periods;
+    }
+}
+
+std::vector<RecordTime> RecordTimes::of(std::span<const TimeTag> tags, std::int64_t silentPs) {
     std::vector<RecordTime> times;
     if (tags.empty()) {
         return times;
+    }
+    if (latest && silentPs > kHalfCoarseWrapPs) {
+        catchUp(tags.front(), silentPs);
     }
     std::int64_t reached = latest.value_or(tags.front().timestamp_ps);
     for (std::size_t index = 0; index < tags.size(); ++index) {

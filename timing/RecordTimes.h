@@ -26,8 +26,9 @@ class RecordTimes {
 public:
     // The times that a reader of these tags' words must be told: of the first tag of all, and of each that is
     // half a period of the counter or more ahead of the latest time before it. Tags count from 0 in each
-    // call.
-    std::vector<RecordTime> of(std::span<const TimeTag> tags);
+    // call. `silentPs` is for how long no tag came ahead of these, by the host's clock: a decoder of wrapping
+    // times misses the periods in which all inputs were silent, too.
+    std::vector<RecordTime> of(std::span<const TimeTag> tags, std::int64_t silentPs = 0);
 
     // The next tag is the first of another file of the stream.
     void restart() { isFirst = true; }
@@ -36,6 +37,8 @@ public:
     std::optional<std::int64_t> latest_time() const { return latest; }
 
 private:
+    void catchUp(const TimeTag& next, std::int64_t silentPs);
+
     std::optional<std::int64_t> latest;              // as StreamTimeAxis has it
     std::array<std::uint64_t, kChannels> behindPs{}; // whole periods that an input's tags stand too early
     bool isFirst = true;                             // the next tag

@@ -2,6 +2,7 @@
 
 #include "Error.h"
 #include "LoopTestSupport.h"
+#include "RecordingCompanionFile.h"
 #include "TemporaryFolder.h"
 
 #include <QDateTime>
@@ -151,6 +152,24 @@ TEST_F(Recordings, AMaximumDurationEndsItWhileTheStreamGoesOn) {
     EXPECT_NO_THROW(recording->close());
     EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 10));
     EXPECT_EQ(files(), QStringList{QStringLiteral("run.qornts")});
+}
+
+// All inputs rest for 40 s: a decoder of wrapping times misses two periods, which the loop's clock knows of.
+TEST_F(Recordings, ASilenceOfAllInputsKeepsItsLength) {
+    constexpr std::int64_t kSecondPs = 1'000'000'000'000;
+    constexpr std::int64_t kMissed = 2 * timing::kCoarseWrapPs;
+    const auto recording = start();
+    recording->append(test::Tags{{0, 5 * kSecondPs}}, kStart);
+    recording->append({}, kStart + 2ms);
+    recording->append({}, kStart + 20s);
+    recording->append(test::Tags{{0, 45 * kSecondPs - kMissed}}, kStart + 40s);
+    recording->append({}, kStart + 41s);
+    recording->append(test::Tags{{1, 46 * kSecondPs - kMissed}}, kStart + 41s);
+    recording->close();
+    const auto companion = timing::read_companion(path.toStdString());
+    ASSERT_TRUE(companion.has_value());
+    EXPECT_EQ(companion->first_time_ps, 5 * kSecondPs);
+    EXPECT_EQ(companion->last_time_ps, 46 * kSecondPs);
 }
 
 TEST_F(Recordings, AnEmptyPassEndsItToo) {

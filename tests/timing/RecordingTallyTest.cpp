@@ -110,6 +110,30 @@ TEST(RecordTimes, AreToldOfTheUtmostStepsToo) {
         << "half a period has no side";
 }
 
+TEST(RecordTimes, TakeTheHostsClockForASilenceOfAllInputs) {
+    constexpr std::int64_t kSilence = 40 * kSecond;
+    constexpr std::int64_t kMissed = 2 * kCoarseWrapPs; // by a decoder of wrapping times
+    for (const std::int64_t error : {-kSecond, std::int64_t{0}, kSecond}) {
+        RecordTimes times;
+        times.of(Tags{{0, 100 * kSecond}, {1, 101 * kSecond}});
+        const std::int64_t next = 101 * kSecond + kSilence;
+        EXPECT_EQ(times.of(Tags{{0, next - kMissed}, {1, next + 5 - kMissed}, {0, next + 9 - kMissed}},
+                           kSilence + error),
+                  (std::vector<RecordTime>{{0, next}}))
+            << error;
+        EXPECT_EQ(times.latest_time(), next + 9);
+    }
+    RecordTimes known;
+    known.of(Tags{{0, 100 * kSecond}});
+    EXPECT_EQ(known.of(Tags{{0, 140 * kSecond}}, kSilence), (std::vector<RecordTime>{{0, 140 * kSecond}}))
+        << "the decoder knew";
+    RecordTimes held;
+    held.of(Tags{{0, 100 * kSecond}});
+    EXPECT_TRUE(held.of(Tags{{0, 101 * kSecond}}, 10 * kSecond).empty()) << "they only came late";
+    RecordTimes begin;
+    EXPECT_EQ(begin.of(Tags{{0, 5}}, kSilence), (std::vector<RecordTime>{{0, 5}}));
+}
+
 // Some inputs begin late, all but the first rest for long now and then; the stream as a whole never does.
 TEST(RecordTimes, PutRightWhatStandsWholePeriodsTooEarly) {
     Tags sent = testing::generateTags({.seed = 21, .count = 400'000, .mean_gap_ps = 3e9});
