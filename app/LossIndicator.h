@@ -1,8 +1,8 @@
 // The flag of the status bar that tells of lost tags: those that the reader had to drop, those that the relay
 // server threw away with the clients that were to get them, those that this window had no time to show, and
-// the bytes of the stream that held no readable tags. It also tells, once in a capture,
-// that plots leave out tags to keep to their rate. Hidden while there is nothing to tell; it stays, also
-// beyond the end of the capture, until a click or a key opens the counts of every stage.
+// the bytes of the stream that held no readable tags. It also tells, once in a capture, that plots leave out
+// tags to keep to their rate. Hidden while there is nothing to tell; it stays, also beyond the end of the
+// capture, until a click or a key opens the counts of every stage.
 //
 // Owned by the status bar, GUI thread only.
 #pragma once

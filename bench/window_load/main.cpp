@@ -2,9 +2,8 @@
 // rate: window_load [--rate TAGS/S] [--seconds S] [--tabs TYPE,TYPE...]. Prints one JSON object:
 //   rate                     tags/s asked of the instrument
 //   received                 tags that reached the tabs
-//   dropped                  tags lost between instrument and window: by the reader, or because the window
-//   had
-//                            too many waiting
+//   dropped                  tags lost between instrument and window: by the reader, or because too many
+//                            waited for the window
 //   missing                  tags of whole 100 ms that did not reach the tabs: lost, or withheld because they
 //                            are more than the window's budget
 //   delay_ms_end, _most      from a tag at the input until all tabs had worked it off: the longest of the
