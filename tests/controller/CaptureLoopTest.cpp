@@ -400,6 +400,19 @@ TEST_F(Capture, FailuresOfTheCleanUpDoNotHideTheFirst) {
     EXPECT_EQ(companion->error, "read_stream_bytes: general failure (unplugged)");
 }
 
+TEST_F(Capture, AFailureStopsTheInstrumentBeforeASlowDiskIsWaitedFor) {
+    test::BlockedFile file;
+    request.recording.path = file.path();
+    failTheReadBehind(500'000); // more than fits the pipe
+    std::thread disk([&] {
+        EXPECT_TRUE(driver->waitForCall("tt_stop_stream_mode"));
+        file.drain(); // only now
+    });
+    EXPECT_EQ(test::failureOf([this] { run(); }), "read_stream_bytes: general failure (unplugged)");
+    disk.join();
+    file.finish();
+}
+
 TEST_F(Capture, AFullDiskEndsItWithItsText) {
     request.recording.path = QStringLiteral("/dev/full");
     std::int64_t fed = 0;
