@@ -120,17 +120,14 @@ public:
         });
     }
 
-    // At the first gap and at the end, if there are more by then.
-    void tellSamplesLeftOut() {
-        const quint64 count = samples->leftOut();
-        if (count == std::exchange(leftOutTold, count)) {
-            return;
+    void tellSamplesLeftOut(bool atEnd) {
+        if (const quint64 count = samples->leftOutToTell(atEnd); count > 0) {
+            DeviceController& target = controller;
+            controller.queue([&target, count] {
+                Q_EMIT target.captureError(
+                    tr("The window could not follow the instrument: %1 samples are missing.").arg(count));
+            });
         }
-        DeviceController& target = controller;
-        controller.queue([&target, count] {
-            Q_EMIT target.captureError(
-                tr("The window could not follow the instrument: %1 samples are missing.").arg(count));
-        });
     }
 
 private:
@@ -139,9 +136,7 @@ private:
         if (!samples->enter()) {
             return;
         }
-        if (leftOutTold == 0) {
-            tellSamplesLeftOut();
-        }
+        tellSamplesLeftOut(false);
         controller.queue([backlog = samples, emission = std::move(emission)] {
             emission();
             backlog->leave();
@@ -151,7 +146,6 @@ private:
     DeviceController& controller;
     quint64 generation;
     std::shared_ptr<SampleBacklog> samples = std::make_shared<SampleBacklog>();
-    quint64 leftOutTold = 0;
     std::shared_ptr<GuiHandOver> handOver;
     std::shared_ptr<LatestValue<UiTagFlow>> latestFlow;
 };
@@ -417,7 +411,7 @@ void DeviceController::startMeasurement(std::function<void(Events&)> loop, int m
         } catch (const std::exception& failure) {
             queue([this, text = QString::fromUtf8(failure.what())] { Q_EMIT captureError(text); });
         }
-        events.tellSamplesLeftOut();
+        events.tellSamplesLeftOut(true);
         finishAsyncOperation();
     });
 }

@@ -17,9 +17,10 @@ void SampleBacklog::leave() {
     --waiting;
 }
 
-quint64 SampleBacklog::leftOut() const {
+quint64 SampleBacklog::leftOutToTell(bool atEnd) {
     const std::lock_guard lock(mutex);
-    return missing;
+    const bool isNews = missing > told && (told == 0 || atEnd);
+    return isNews ? told = missing : 0;
 }
 
 } // namespace qorn::timetagger::gui

@@ -20,14 +20,16 @@ public:
     // The GUI thread has taken one.
     void leave();
 
-    // Samples that were left out so far.
-    quint64 leftOut() const;
+    // Samples that were left out so far, if that is to be told now: at the first gap, and `atEnd` when more
+    // followed. Else 0.
+    quint64 leftOutToTell(bool atEnd);
 
 private:
-    mutable std::mutex mutex; // guards all below
+    std::mutex mutex; // guards all below
     int most;
     int waiting = 0;
     quint64 missing = 0;
+    quint64 told = 0; // of the missing ones
 };
 
 } // namespace qorn::timetagger::gui

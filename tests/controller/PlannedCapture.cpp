@@ -3,6 +3,8 @@
 #include "StreamDecoder.h"
 #include "StreamHeaders.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -52,7 +54,7 @@ CapturePlan::CapturePlan(unsigned seed) : random(seed) {
     stopAtBatch = oneIn(3) ? 1 + random() % 20 : 0;
     records = oneIn(3);
     maxDurationSeconds = oneIn(2) ? 1 : 0;
-    diskFull = oneIn(20);
+    diskFull = oneIn(8);
     hasRelay = oneIn(3);
 }
 
@@ -67,10 +69,18 @@ CaptureRequest CapturePlan::request(const QString& recordingPath) const {
 }
 
 QString CapturePlan::recordingPath(const std::string& folder, unsigned seed) const {
-    if (diskFull) {
-        return QStringLiteral("/dev/full");
-    }
-    return records ? QString::fromStdString(folder + "/run" + std::to_string(seed) + ".qornts") : QString();
+    return records || diskFull ? QString::fromStdString(folder + "/run" + std::to_string(seed) + ".qornts")
+                               : QString();
+}
+
+std::unique_ptr<FileSizeLimit> CapturePlan::limitDisk() const {
+    constexpr rlim_t kSmallDisk = 4096; // bytes
+    return diskFull ? std::make_unique<FileSizeLimit>(kSmallDisk) : nullptr;
+}
+
+void removeRecording(const QString& path) {
+    QFile::remove(path);
+    QFile::remove(path + QStringLiteral(".json"));
 }
 
 void Coverage::addFlow(const UiTagFlow& flow) {
@@ -192,6 +202,7 @@ void PlannedCapture::run(timing::Device& device) {
     };
     publishedBefore = relay != nullptr ? relay->stats().tags_published : 0;
     PlannedReads::use(&stream);
+    const auto disk = plan.limitDisk();
     failure =
         failureOf([&] { captureLoop(device, plan.request(recordingPath), relay, stop, events, clock); });
     PlannedReads::use(nullptr);

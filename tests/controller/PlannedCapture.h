@@ -2,6 +2,7 @@
 // who is held up and when it is stopped. It keeps what can be known of the tags without the product's counts.
 #pragma once
 
+#include "BlockedFile.h"
 #include "CaptureLoop.h"
 #include "Device.h"
 #include "Driver.h"
@@ -13,6 +14,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -43,14 +45,19 @@ struct CapturePlan {
     std::size_t stopAtBatch = 0; // 0: when the stream is used up
     bool records = false;
     int maxDurationSeconds = 0;
-    bool diskFull = false;
+    bool diskFull = false; // behind some hundred tags
     bool hasRelay = false;
 
     // As the loop gets it, with a recording to `recordingPath`, if any.
     CaptureRequest request(const QString& recordingPath) const;
     // In `folder`; empty without a recording.
     QString recordingPath(const std::string& folder, unsigned seed) const;
+    // The room on the disk, while the result lives.
+    std::unique_ptr<FileSizeLimit> limitDisk() const;
 };
+
+// The file and its companion.
+void removeRecording(const QString& path);
 
 // How many runs came to what; a plan that never faults proves nothing.
 class Coverage {

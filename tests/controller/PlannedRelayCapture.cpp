@@ -20,6 +20,7 @@ void PlannedRelayCapture::run(RawPublisher& publisher) {
     CaptureRequest request = plan.request(recordingPath);
     request.channelMask = mask;
     publishedBefore = onward != nullptr ? onward->stats().tags_published : 0;
+    const auto disk = plan.limitDisk();
     std::thread otherHost([&] { send(publisher); });
     failure =
         failureOf([&] { relayCaptureLoop(publisher.endpoint(), request, onward, stop, events, clock); });

@@ -5,18 +5,37 @@
 namespace qorn::timetagger::gui {
 namespace {
 
-TEST(SampleBacklog, LetsInWhatThereIsRoomForAndCountsTheRest) {
+TEST(SampleBacklog, LetsInWhatThereIsRoomFor) {
     SampleBacklog backlog(2);
     EXPECT_TRUE(backlog.enter());
     EXPECT_TRUE(backlog.enter());
-    EXPECT_EQ(backlog.leftOut(), 0U);
     EXPECT_FALSE(backlog.enter());
-    EXPECT_FALSE(backlog.enter());
-    EXPECT_EQ(backlog.leftOut(), 2U);
     backlog.leave();
     EXPECT_TRUE(backlog.enter());
     EXPECT_FALSE(backlog.enter());
-    EXPECT_EQ(backlog.leftOut(), 3U);
+}
+
+TEST(SampleBacklog, TellsOfTheFirstGapAndOfAllAtTheEnd) {
+    SampleBacklog backlog(1);
+    EXPECT_EQ(backlog.leftOutToTell(false), 0U);
+    EXPECT_EQ(backlog.leftOutToTell(true), 0U);
+    EXPECT_TRUE(backlog.enter());
+    EXPECT_FALSE(backlog.enter());
+    EXPECT_FALSE(backlog.enter());
+    EXPECT_EQ(backlog.leftOutToTell(false), 2U);
+    for (int gap = 0; gap < 3; ++gap) {
+        EXPECT_FALSE(backlog.enter());
+        EXPECT_EQ(backlog.leftOutToTell(false), 0U) << "boxes would come as fast as samples";
+    }
+    EXPECT_EQ(backlog.leftOutToTell(true), 5U);
+    EXPECT_EQ(backlog.leftOutToTell(true), 0U);
+}
+
+TEST(SampleBacklog, TellsAtTheEndOfAGapThatNoSampleFollowed) {
+    SampleBacklog backlog(1);
+    EXPECT_TRUE(backlog.enter());
+    EXPECT_FALSE(backlog.enter());
+    EXPECT_EQ(backlog.leftOutToTell(true), 1U);
 }
 
 } // namespace
