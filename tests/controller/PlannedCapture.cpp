@@ -86,7 +86,6 @@ void removeRecording(const QString& path) {
 void Coverage::addFlow(const UiTagFlow& flow) {
     add("thinned", flow.gui.thinned > 0);
     add("backlog", flow.gui.backlog > 0);
-    add("GUI cut", flow.gui.cut > 0);
     add("recorded", flow.recording.recorded > 0);
     add("after end", flow.recording.afterEnd > 0);
     add("recording cut", flow.recording.cut > 0);

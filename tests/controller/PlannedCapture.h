@@ -63,7 +63,8 @@ void removeRecording(const QString& path);
 class Coverage {
 public:
     void add(const std::string& what, bool came) { runs[what] += came ? 1 : 0; }
-    // What captures of all sources come to.
+    // What captures of all sources come to. Which stages an error cuts besides the recording depends on
+    // whether the loop learns of it with tags in its hands.
     void addFlow(const UiTagFlow& flow);
     // Each of what was asked for came at least once; how often depends on what else the machine does.
     void expectAll() const;
