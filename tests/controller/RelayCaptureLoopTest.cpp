@@ -352,7 +352,6 @@ TEST_F(RelayCapture, AnErrorOfTheRecordingCutsOffWhatCameThen) {
     EXPECT_TRUE(flow.balances());
     EXPECT_EQ(flow.recording.recorded, 0U) << "the file took nothing";
     EXPECT_EQ(flow.recording.cut, flow.source.received);
-    EXPECT_GT(flow.gui.cut, 0U) << "that pass got no further";
     EXPECT_EQ(flow.gui.offered, flow.source.received);
 }
 

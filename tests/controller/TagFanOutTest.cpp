@@ -177,6 +177,18 @@ TEST_F(FanOut, AFailureOfTheRecordingIsTheCapturesWhenItHasNone) {
     EXPECT_EQ(fan.closeRecording(earlier), earlier);
 }
 
+TEST_F(FanOut, WhatAnErrorLeavesBehindIsCutAndWhatAStopDoesIsDiscarded) {
+    for (const bool failed : {true, false}) {
+        TagFanOut fan = make(1000, 0);
+        fan.show(tagsFrom(0, 10), kStart);
+        fan.end(25, 5, failed); // of 20 that were pulled and are not masked, 10 wait in a batch
+        EXPECT_TRUE(fan.flow().balances());
+        EXPECT_EQ(fan.flow().gui.offered, 20U);
+        EXPECT_EQ(fan.flow().gui.cut, failed ? 10U : 0U);
+        EXPECT_EQ(fan.flow().gui.discarded, failed ? 10U : 20U);
+    }
+}
+
 TEST_F(FanOut, PublishingWaitsForAClient) {
     test::LoopbackServer server;
     TagFanOut fan = make(10, 1, server.get());
