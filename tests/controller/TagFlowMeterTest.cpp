@@ -59,13 +59,20 @@ TEST_F(FlowMeter, TheEndIsReportedAtOnceWithWhatStillWaitedAsDiscarded) {
 }
 
 // A loop that is held up, as by a disk, cannot tell; the reader can.
-TEST_F(FlowMeter, LossesAreToldWhileTheLoopStands) {
+class StandingLoop : public FlowMeter {
+protected:
+    void SetUp() override {
+        meter.follow(reader);
+        reader.start(qorn::testing::raw64Header("ps"), 1048576, 1024);
+        meter.update({}, kStart);
+    }
+
     qorn::testing::ScopedDriver driver;
     timing::Device device = timing::Device::open_serial("A");
-    timing::TagStreamReader reader(device);
-    meter.follow(reader);
-    reader.start(qorn::testing::raw64Header("ps"), 1048576, 1024);
-    meter.update({}, kStart);
+    timing::TagStreamReader reader{device};
+};
+
+TEST_F(StandingLoop, LossesAreTold) {
     driver->feed(wordsOf(tagsFrom(0, 1000)));
     ASSERT_TRUE(driver->waitUntilStreamIdle());
     meter.watch(kStart + 300ms);
@@ -81,13 +88,7 @@ TEST_F(FlowMeter, LossesAreToldWhileTheLoopStands) {
     EXPECT_EQ(events.flows().size(), 1U) << "nothing more was lost";
 }
 
-TEST_F(FlowMeter, UnreadableBytesAreToldWhileTheLoopStands) {
-    qorn::testing::ScopedDriver driver;
-    timing::Device device = timing::Device::open_serial("A");
-    timing::TagStreamReader reader(device);
-    meter.follow(reader);
-    reader.start(qorn::testing::raw64Header("ps"), 1048576, 1024);
-    meter.update({}, kStart);
+TEST_F(StandingLoop, UnreadableBytesAreTold) {
     auto bytes = wordsOf(tagsFrom(0, 10));
     bytes.insert(bytes.end(), 8, 0xFF); // no record
     driver->feed(bytes);
