@@ -123,20 +123,23 @@ protected:
 };
 
 TEST_F(StandingWindow, WhatItDidNotShowIsToldWhenItIsBackAndThenAllIsShown) {
-    start(static_cast<int>(kFollowedRate) * 2); // a budget that thins nothing
+    // A slow build's first pass may bring more than a window's budget; what that leaves out is not looked at.
+    start(static_cast<int>(kFollowedRate) * 2);
     run(500);
-    EXPECT_FALSE(flag->isVisible());
+    EXPECT_EQ(flag->unreadNotShown(), 0U);
     std::this_thread::sleep_for(kStanding);
     QElapsedTimer back;
     back.start();
-    ASSERT_TRUE(waitUntil([&] { return flag->isVisible(); }));
+    ASSERT_TRUE(waitUntil([&] { return flag->unreadNotShown() > 0; }));
     EXPECT_LT(back.elapsed(), 1000);
-    EXPECT_GT(flag->unreadNotShown(), 0U);
+    EXPECT_TRUE(flag->isVisible());
+    EXPECT_TRUE(flag->text().contains(QStringLiteral("not shown: %1").arg(flag->unreadNotShown())))
+        << flag->text().toStdString();
     EXPECT_EQ(flag->property("flagState").toString(), QStringLiteral("warning"));
     run(500); // what waited is shown
-    const QString told = flag->text();
+    const quint64 told = flag->unreadNotShown();
     run(1000);
-    EXPECT_EQ(flag->text(), told) << "it follows again";
+    EXPECT_EQ(flag->unreadNotShown(), told) << "it follows again";
     stop();
     EXPECT_TRUE(stage.boxes().isEmpty());
     EXPECT_TRUE(flag->isVisible());
