@@ -76,6 +76,12 @@ bool lock(const FileDescriptor& file) {
     return true;
 }
 
+// A file that is empty is left alone: some file systems write out a truncated file as it is closed.
+bool emptied(const FileDescriptor& file) {
+    struct stat status {};
+    return (::fstat(file.get(), &status) == 0 && status.st_size == 0) || ::ftruncate(file.get(), 0) == 0;
+}
+
 } // namespace
 
 StreamFileWriter::~StreamFileWriter() {
@@ -98,7 +104,7 @@ void StreamFileWriter::open(const std::string& path, const StreamFileHeader& hea
         if (!lock(opened)) {
             throw Error(TT_FILE_ERROR, "StreamFileWriter: is being written by another program: " + path);
         }
-        if (::ftruncate(opened.get(), 0) != 0) {
+        if (!emptied(opened)) {
             throw Error(TT_FILE_ERROR, "StreamFileWriter: cannot open " + path);
         }
     }
