@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <csignal>
 #include <iostream>
 #include <span>
 #include <string_view>
@@ -58,6 +59,7 @@ int main(int argc, char** argv) {
     if (asksForHelp(std::span(argv, static_cast<std::size_t>(argc)))) {
         startupPort(QCoreApplication(argc, argv)); // also where there is no display
     }
+    std::signal(SIGXFSZ, SIG_IGN); // a limit on file sizes is a failed write like a full disk
     QApplication application(argc, argv);
     qorn::timetagger::gui::setUpApplication(application);
     const QString port = startupPort(application);

@@ -6,20 +6,11 @@
 #include <QCoreApplication>
 
 #include <algorithm>
-#include <csignal>
 #include <span>
 #include <stdexcept>
 
 namespace qorn::timetagger::gui {
 namespace {
-
-// A file that reaches the process's size limit is a failed write like any other, not the program's end.
-void blockFileSizeSignal() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGXFSZ);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
 
 constexpr const char* kBrokenOff = "the capture was broken off";
 constexpr std::size_t kPieceBytes = 65536; // between two looks at the clock; goes past the file's buffer
@@ -128,7 +119,6 @@ std::uint64_t AsyncDecodedQorntsWriter::lostTags() {
 
 void AsyncDecodedQorntsWriter::run() {
     timing::set_thread_name("qorn-writer");
-    blockFileSizeSignal();
     try {
         writeUntilClosed();
     } catch (const std::exception& error) {

@@ -25,4 +25,10 @@ inline qint64 saturatedSum(qint64 a, qint64 b) {
     return sum;
 }
 
+// Where the origin of a time axis lies once its stream began anew, so that the axis goes on at `next` as
+// though it had come with the last time of before.
+inline qint64 originGoingOn(qint64 origin, qint64 last, qint64 next) {
+    return saturatedDifference(next, saturatedDifference(last, origin));
+}
+
 } // namespace qorn::timetagger::gui

@@ -119,7 +119,7 @@ void FrequencyEngine::openBinAt(qint64 timePs, const BinSink& sink) {
         finishCurrentBin(sink);
     } else if (const std::optional<qint64> before = open ? open->lastPs : std::exchange(brokenPs, {});
                before && timePs < *before) { // the time axis began anew: the run goes on from where it was
-        originPs = saturatedDifference(timePs, saturatedDifference(*before, *originPs));
+        originPs = originGoingOn(*originPs, *before, timePs);
     }
     open = OpenBin{timePs, timePs, 1};
 }

@@ -57,8 +57,8 @@ void TimeTagEngine::addBatch(std::span<const UiTimeTag> tags) {
 void TimeTagEngine::goOnAt(qint64 timestampPs) {
     brokenOff = false;
     if (timestampPs < lastTagPs) {
-        originPs = saturatedDifference(timestampPs, saturatedDifference(lastTagPs, originPs));
-        binStartPs = saturatedDifference(timestampPs, saturatedDifference(lastTagPs, binStartPs));
+        originPs = originGoingOn(originPs, lastTagPs, timestampPs);
+        binStartPs = originGoingOn(binStartPs, lastTagPs, timestampPs);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "BlockedFile.h"
 #include "Error.h"
+#include "FileSizeLimit.h"
 #include "LoopTestSupport.h"
 #include "ScriptedDriver.h"
 #include "TemporaryFolder.h"
@@ -16,6 +17,7 @@ namespace qorn::timetagger::gui {
 namespace {
 
 using namespace std::chrono_literals;
+using qorn::testing::FileSizeLimit;
 using qorn::testing::TemporaryFolder;
 using test::readRecording;
 using test::Tags;
@@ -270,7 +272,7 @@ TEST_F(RecordingWriter, ADiskThatFillsUpKeepsWhatFitted) {
     constexpr std::size_t kRoom = 8 << 20;
     std::string told;
     {
-        const test::FileSizeLimit limit(kRoom);
+        const FileSizeLimit limit(kRoom);
         AsyncDecodedQorntsWriter writer(path, headerOf("first"));
         for (int pass = 0; pass < 100 && told.empty(); ++pass) {
             told = test::failureOf([&] { writer.enqueue(dataOf(tagsFrom(pass * 65536, 65536))); });

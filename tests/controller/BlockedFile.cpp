@@ -65,18 +65,4 @@ void BlockedFile::breakOff() {
     }
 }
 
-FileSizeLimit::FileSizeLimit(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &earlier);
-    const rlimit limited{bytes, earlier.rlim_max};
-    if (setrlimit(RLIMIT_FSIZE, &limited) != 0) {
-        throw std::runtime_error("FileSizeLimit: refused");
-    }
-}
-
-FileSizeLimit::~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &earlier);
-    std::signal(SIGXFSZ, SIG_DFL);
-}
-
 } // namespace qorn::timetagger::gui::test

@@ -1,4 +1,4 @@
-// Files that a writer cannot finish with: one that blocks it until the test reads, and a disk that is full.
+// A file that blocks its writer until the test reads.
 #pragma once
 
 #include "StreamBuilder.h"
@@ -8,8 +8,6 @@
 
 #include <string>
 #include <thread>
-
-#include <sys/resource.h>
 
 namespace qorn::timetagger::gui::test {
 
@@ -32,18 +30,6 @@ private:
     int reading = -1;
     qorn::testing::Bytes received;
     std::thread reader;
-};
-
-// Lets no file of this process grow beyond `bytes` while it lives.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes);
-    ~FileSizeLimit();
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit earlier{};
 };
 
 } // namespace qorn::timetagger::gui::test

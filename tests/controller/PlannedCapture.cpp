@@ -73,9 +73,9 @@ QString CapturePlan::recordingPath(const std::string& folder, unsigned seed) con
                                : QString();
 }
 
-std::unique_ptr<FileSizeLimit> CapturePlan::limitDisk() const {
+std::unique_ptr<qorn::testing::FileSizeLimit> CapturePlan::limitDisk() const {
     constexpr rlim_t kSmallDisk = 4096; // bytes
-    return diskFull ? std::make_unique<FileSizeLimit>(kSmallDisk) : nullptr;
+    return diskFull ? std::make_unique<qorn::testing::FileSizeLimit>(kSmallDisk) : nullptr;
 }
 
 void removeRecording(const QString& path) {

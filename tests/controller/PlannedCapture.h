@@ -6,6 +6,7 @@
 #include "CaptureLoop.h"
 #include "Device.h"
 #include "Driver.h"
+#include "FileSizeLimit.h"
 #include "GuiHandOver.h"
 #include "LoopTestSupport.h"
 #include "RelayServer.h"
@@ -53,7 +54,7 @@ struct CapturePlan {
     // In `folder`; empty without a recording.
     QString recordingPath(const std::string& folder, unsigned seed) const;
     // The room on the disk, while the result lives.
-    std::unique_ptr<FileSizeLimit> limitDisk() const;
+    std::unique_ptr<qorn::testing::FileSizeLimit> limitDisk() const;
 };
 
 // The file and its companion.

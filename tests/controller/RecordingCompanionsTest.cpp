@@ -1,5 +1,6 @@
 // The companions of recordings: why each part ended, what it holds, what was lost, and when they are written.
 #include "BlockedFile.h"
+#include "FileSizeLimit.h"
 #include "LoopTestSupport.h"
 #include "RecordingCompanionFile.h"
 #include "ScriptedDriver.h"
@@ -19,6 +20,7 @@ namespace qorn::timetagger::gui {
 namespace {
 
 using namespace std::chrono_literals;
+using qorn::testing::FileSizeLimit;
 using qorn::testing::TemporaryFolder;
 using test::Tags;
 using test::tagsFrom;
@@ -145,7 +147,7 @@ TEST_F(Companions, TellThatACaptureWasBrokenOff) {
 TEST_F(Companions, TellOfAFullDiskExactlyWhatIsInTheFile) {
     for (std::size_t odd = 0; odd < 8; ++odd) {
         path = file(("run" + std::to_string(odd) + ".qornts").c_str());
-        const test::FileSizeLimit limit((3 << 20) + odd);
+        const FileSizeLimit limit((3 << 20) + odd);
         const auto recording = start();
         EXPECT_EQ(test::failureOf([&] {
                       for (int pass = 0; pass < 10'000; ++pass) {

@@ -4,6 +4,7 @@
 #include "ComparedDecoder.h"
 #include "ControllerTest.h"
 #include "Device.h"
+#include "FileSizeLimit.h"
 #include "LoopTestSupport.h"
 #include "StreamFileReader.h"
 #include "TagRecording.h"
@@ -17,6 +18,7 @@
 namespace qorn::timetagger::gui {
 namespace {
 
+using qorn::testing::FileSizeLimit;
 using qorn::testing::sameTags;
 using qorn::testing::TemporaryFolder;
 using test::readRecording;
@@ -52,7 +54,7 @@ protected:
 
 TEST_P(FillingDisk, EndsACaptureWithItsTextAndLeavesWholeRecords) {
     const std::size_t room = (5 << 20) + GetParam();
-    const test::FileSizeLimit limit(room);
+    const FileSizeLimit limit(room);
     qorn::testing::ScopedDriver driver;
     timing::Device device = timing::Device::open_serial("A");
     CaptureRequest request;
@@ -77,7 +79,7 @@ TEST_P(FillingDisk, LeavesWholeRecordsAlsoWhenThereIsRoomAgain) {
     const std::size_t room = (3 << 20) + GetParam();
     const auto recording = [&] {
         auto started = TagRecording::start({path, 0, 0}, {}, kStart);
-        const test::FileSizeLimit limit(room);
+        const FileSizeLimit limit(room);
         EXPECT_EQ(test::failureOf([&] {
                       for (int pass = 0; pass < 100'000; ++pass) {
                           started->append(tagsFrom(pass * 999, 999), kStart);
@@ -95,7 +97,7 @@ TEST_P(FillingDisk, LeavesWholeRecordsAlsoWhenThereIsRoomAgain) {
 
 TEST_P(FillingDisk, AShortRecordingThatFindsNoRoomAtItsEndIsWholeToo) {
     const std::size_t room = (1 << 16) + GetParam();
-    const test::FileSizeLimit limit(room);
+    const FileSizeLimit limit(room);
     const auto recording = TagRecording::start({path, 0, 0}, {}, kStart);
     EXPECT_TRUE(test::failureOf([&] {
                     recording->append(tagsFrom(0, 10'000), kStart); // 80000 bytes
@@ -106,7 +108,7 @@ TEST_P(FillingDisk, AShortRecordingThatFindsNoRoomAtItsEndIsWholeToo) {
 
 TEST_P(FillingDisk, EarlierPartsAreCompleteAndTheLastHasWholeRecords) {
     const std::size_t room = (2 << 20) + GetParam();
-    const test::FileSizeLimit limit(room); // of each file
+    const FileSizeLimit limit(room); // of each file
     const auto recording = TagRecording::start({path, 10, 0}, {}, kStart);
     recording->append(tagsFrom(0, 200'000), kStart);
     const auto later = kStart + std::chrono::seconds(10);
@@ -197,7 +199,7 @@ TEST_F(RecordingController, ShowsThatACompanionCannotBeWrittenAndGoesOn) {
 
 TEST_F(RecordingController, ShowsAFullDiskAndEndsTheCapture) {
     {
-        const test::FileSizeLimit limit(4 << 20);
+        const FileSizeLimit limit(4 << 20);
         ASSERT_NO_FATAL_FAILURE(start(65536));
         std::int64_t fed = 0;
         while (signalled.count("captureStopped") == 0 && fed < 100'000'000) {

@@ -1,5 +1,5 @@
 // That no tag gets lost uncounted on its way through a capture.
-#include "BlockedFile.h"
+#include "FileSizeLimit.h"
 #include "PlannedCapture.h"
 #include "RecordingCompanionFile.h"
 #include "RelaySupport.h"
@@ -170,7 +170,7 @@ TEST_F(StreamLosses, AFileThatTakesNoMoreHoldsWhatIsCountedAsRecorded) {
         const std::string path = folder.file(("full" + std::to_string(seed) + ".qornts").c_str());
         run.recordingPath = QString::fromStdString(path);
         {
-            const test::FileSizeLimit limit(16384 + run.plan.random() % 2'000'000);
+            const qorn::testing::FileSizeLimit limit(16384 + run.plan.random() % 2'000'000);
             run.run(device);
         }
         const UiTagFlow flow = run.events.flows.back();

@@ -1,5 +1,5 @@
 // Starting and ending a tab's log: folders, names, settings, failures, and the action on the toolbar.
-#include "BlockedFile.h"
+#include "FileSizeLimit.h"
 #include "QtPrinting.h"
 #include "TabControls.h"
 #include "TabLogStage.h"
@@ -14,6 +14,7 @@
 namespace qorn::timetagger::gui {
 namespace {
 
+using qorn::testing::FileSizeLimit;
 using qorn::testing::findAction;
 using qorn::testing::LoggingTab;
 using qorn::testing::ReadLog;
@@ -215,13 +216,13 @@ TEST(TabLogStart, WarnsWhenTheHeaderCannotBeWritten) {
     TabLogStage stage(true);
     stage.tab->config = {{QStringLiteral("long"), QString(200'000, QLatin1Char('x'))}};
     {
-        const test::FileSizeLimit limit(0);
+        const FileSizeLimit limit(0);
         EXPECT_FALSE(stage.starts());
     }
     EXPECT_TRUE(warns(stage, QStringLiteral("Could not write log header:\nFile too large")));
     EXPECT_FALSE(stage.tab->isLogOpen());
     {
-        const test::FileSizeLimit limit(20'000); // fails in the middle of a write
+        const FileSizeLimit limit(20'000); // fails in the middle of a write
         EXPECT_FALSE(stage.starts());
     }
     const std::optional<ShownWarning> shown = stage.takeWarning();
@@ -236,7 +237,7 @@ TEST(TabLogStart, WriteErrorsBehindTheHeaderAreNotTold) {
         TabLogStage stage(binary);
         ASSERT_TRUE(stage.starts());
         {
-            const test::FileSizeLimit limit(50'000);
+            const FileSizeLimit limit(50'000);
             for (int row = 0; row < 5000; ++row) {
                 stage.tab->appendLogRow({QString::number(row), QStringLiteral("twenty characters or")},
                                         row % 7 == 0);

@@ -81,7 +81,11 @@ public:
         process.write(QByteArray(command) + '\n');
         return waitFor(answer);
     }
-    void send(int signal) const { ::kill(static_cast<pid_t>(process.processId()), signal); }
+    void send(int signal) const {
+        if (const auto number = static_cast<pid_t>(process.processId()); number > 0) { // 0 means this program
+            ::kill(number, signal);
+        }
+    }
 
     // Closes its input, which ends it, and gives the exit code; -1 for a crash.
     int end() {

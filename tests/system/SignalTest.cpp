@@ -17,6 +17,8 @@
 
 #include <csignal>
 
+#include <sys/resource.h>
+
 namespace qorn::testing {
 namespace {
 
@@ -66,6 +68,7 @@ protected:
     }
 
     void send(int signal) {
+        ASSERT_EQ(program.process.state(), QProcess::Running) << "0 for its number would mean this program";
         ASSERT_EQ(::kill(static_cast<pid_t>(program.process.processId()), signal), 0);
         ASSERT_TRUE(program.process.waitForFinished(kWaitLimitMs));
     }
@@ -120,6 +123,25 @@ TEST_F(RecordingProgram, ThatIsKilledLeavesWholeRecords) {
     EXPECT_EQ(program.process.exitStatus(), QProcess::CrashExit);
     ASSERT_EQ(recordings().size(), 1);
     EXPECT_GE(recordedTags(true), std::size_t{kSomeTagsBytes} / 8 - 100);
+}
+
+// The system sends a signal for it, too.
+TEST_F(RecordingProgram, OutlivesALimitOnTheSizeOfFiles) {
+    static constexpr rlim_t kLimit = 1 << 20;
+    program.process.setChildProcessModifier([] {
+        const rlimit limit{kLimit, kLimit};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    ASSERT_TRUE(record());
+    const std::string recording = recordings().constFirst().filePath().toStdString();
+    const auto hasFailed = [&] {
+        const auto companion = timing::read_companion(recording);
+        return companion && companion->end == timing::PartEnd::Error;
+    };
+    EXPECT_TRUE(QTest::qWaitFor(hasFailed, kWaitLimitMs));
+    send(SIGTERM);
+    EXPECT_EQ(program.process.exitStatus(), QProcess::NormalExit);
+    EXPECT_GT(recordedTags(false), kLimit / 8 - 1024);
 }
 
 TEST(TerminatedProgram, EndsFromEachPage) {

@@ -1,6 +1,7 @@
 // What becomes of a configuration file, whatever it is, when another is written in its place.
 #include "ConfigurationFile.h"
 #include "FileContents.h"
+#include "FileSizeLimit.h"
 #include "QtPrinting.h"
 
 #include <QDir>
@@ -11,16 +12,14 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <csignal>
 
 namespace qorn::timetagger::gui {
 namespace {
 
 using testing::contentsOf;
+using testing::FileSizeLimit;
 using testing::oneCounter;
 using testing::textOf;
 using testing::write;
@@ -138,26 +137,6 @@ TEST_F(EarlierFile, BehindALinkToNothingIsMadeThere) {
     writeConfiguration(path, oneCounter());
     EXPECT_LE(files().size(), 1);
 }
-
-// Files of this process cannot grow beyond a size while it lives, as on a full disk.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : earlierHandler(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &earlier);
-        const rlimit limit{bytes, earlier.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &earlier);
-        std::signal(SIGXFSZ, earlierHandler);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*earlierHandler)(int);
-    rlimit earlier{};
-};
 
 void expectEachFailingWriteToLeave(const QString& place, const QByteArray& bytes,
                                    const Configuration& configuration) {
