@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <chrono>
 #include <ratio>
 #include <stdexcept>
@@ -99,11 +100,12 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
     }
 }
 
-// For how long no tags came, in ps.
+// For how long no tags came, in ps; at most what 64 bits hold, 106 days.
 std::int64_t TagRecording::endSilence(LoopClock::TimePoint now) {
     using Picoseconds = std::chrono::duration<std::int64_t, std::pico>;
+    constexpr auto kLongest = std::chrono::duration_cast<std::chrono::nanoseconds>(Picoseconds::max());
     const auto since = std::exchange(silentSince, std::nullopt);
-    return since ? std::chrono::duration_cast<Picoseconds>(now - *since).count() : 0;
+    return since ? Picoseconds(std::min<std::chrono::nanoseconds>(now - *since, kLongest)).count() : 0;
 }
 
 void TagRecording::rotate(LoopClock::TimePoint now) {

@@ -172,6 +172,16 @@ TEST_F(Recordings, ASilenceOfAllInputsKeepsItsLength) {
     EXPECT_EQ(companion->last_time_ps, 46 * kSecondPs);
 }
 
+// Longer than can be told in picoseconds.
+TEST_F(Recordings, ASilenceOfHalfAYearBreaksNothing) {
+    const auto recording = start();
+    recording->append(tagsFrom(0, 10), kStart);
+    recording->append({}, kStart);
+    recording->append(tagsFrom(10, 10), kStart + 180 * 24h);
+    recording->close();
+    EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 20));
+}
+
 TEST_F(Recordings, AnEmptyPassEndsItToo) {
     const auto recording = start(0, 10);
     recording->append(tagsFrom(0, 10), kStart);
