@@ -2,8 +2,7 @@
 
 qorn_build_packages=(
     cmake ninja-build g++ ccache qt6-base-dev libqt6svg6 fonts-dejavu-core
-    libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libdeflate-dev
-    zlib1g-dev
+    libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libdeflate-dev zlib1g-dev
 )
 # What tests call on: checkers of the desktop entry, the metadata and the manual pages.
 qorn_test_packages=(appstream desktop-file-utils groff-base gzip)
