@@ -35,12 +35,14 @@ void LossIndicator::takeFlow(const UiTagFlow& counts) {
         for (Loss* loss : {&lost, &notShown, &skippedBytes}) {
             loss->beginCapture();
         }
+        leftOut = {unreadLeftOut(), 0, 0};
         leftOutRead = false;
     }
     flow = counts;
     lost.count = counts.source.dropped;
     notShown.count = counts.gui.backlog;
     skippedBytes.count = counts.source.skippedBytes;
+    leftOut.count = counts.gui.thinned;
     refresh();
 }
 
@@ -99,10 +101,9 @@ QString LossIndicator::detailsText() const {
                          .arg(unreadNotShown()));
     }
     if (unreadLeftOut() > 0) {
-        parts.append(
-            tr("More time tags come than the plots of this acquisition show: %1 were left out of them "
-               "so far, and their rates are too low. This takes nothing from recordings and relay.")
-                .arg(unreadLeftOut()));
+        parts.append(tr("More time tags come than the plots show: %1 were left out of them "
+                        "so far, and their rates are too low. This takes nothing from recordings and relay.")
+                         .arg(unreadLeftOut()));
     }
     parts.append(tagFlowText(flow));
     return parts.join(QStringLiteral("\n\n"));
@@ -129,10 +130,10 @@ void LossIndicator::showDetails() {
     box->show();
     box->raise();
     box->activateWindow();
-    for (Loss* loss : {&lost, &notRelayed, &notShown, &skippedBytes}) {
+    leftOutRead = leftOutRead || unreadLeftOut() > 0;
+    for (Loss* loss : {&lost, &notRelayed, &notShown, &skippedBytes, &leftOut}) {
         loss->markRead();
     }
-    leftOutRead = true;
     refresh();
 }
 

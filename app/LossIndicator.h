@@ -26,8 +26,8 @@ public:
     quint64 unreadNotRelayed() const { return notRelayed.unread(); }
     quint64 unreadNotShown() const { return notShown.unread(); }
     quint64 unreadSkippedBytes() const { return skippedBytes.unread(); }
-    // Tags of the latest capture that exceed the rate of the plots; 0 once that was read.
-    quint64 unreadLeftOut() const { return leftOutRead ? 0 : flow.gui.thinned; }
+    // Tags that exceed the rate of the plots. Once that was read, none of that capture.
+    quint64 unreadLeftOut() const { return leftOutRead ? 0 : leftOut.unread(); }
 
 public Q_SLOTS:
     // The newest counts of a capture. A new capture adds its losses to what was not read of those before.
@@ -62,6 +62,7 @@ private:
     Loss notRelayed;
     Loss notShown;
     Loss skippedBytes;
+    Loss leftOut;
     bool leftOutRead = false; // in this capture
     QPointer<QMessageBox> box;
 };

@@ -109,7 +109,7 @@ public:
 
     void recordingNotice(const QString& text) override {
         DeviceController& target = controller;
-        controller.queue([&target, text] { Q_EMIT target.captureError(text); });
+        controller.queueUrgent([&target, text] { Q_EMIT target.captureError(text); });
     }
 
     void tagsLost(quint64 count) override {

@@ -31,8 +31,9 @@ void relayCaptureLoop(const relay::RelayEndpoint& endpoint, const CaptureRequest
                       relay::RelayServer* server, const std::atomic<bool>& stop, MeasurementEvents& events,
                       LoopClock& clock) {
     const auto start = clock.now();
-    TagFanOut fanOut(TagRecording::start(request.recording, recordingHeader(request), start), server, events,
-                     request.batchSize, request.maxUiTagsPerSecond, start);
+    TagFanOut fanOut(
+        TagRecording::start(request.recording, recordingHeader(request), start, TagRecording::Link::Network),
+        server, events, request.batchSize, request.maxUiTagsPerSecond, start);
     TagFlowMeter meter(events, start);
     UiTagFlow::Source source;
     quint64 masked = 0;

@@ -50,7 +50,7 @@ bool hasPassed(int seconds, LoopClock::TimePoint since, LoopClock::TimePoint now
 
 std::unique_ptr<TagRecording> TagRecording::start(const UiTimeTagRecordingConfig& config,
                                                   const timing::StreamFileHeader& stream,
-                                                  LoopClock::TimePoint now) {
+                                                  LoopClock::TimePoint now, Link link) {
     UiTimeTagRecordingConfig trimmed = config;
     trimmed.path = config.path.trimmed();
     if (trimmed.path.isEmpty()) {
@@ -64,12 +64,14 @@ std::unique_ptr<TagRecording> TagRecording::start(const UiTimeTagRecordingConfig
                 .toStdString());
     }
     trimmed.path = freePath(trimmed.path);
-    return std::unique_ptr<TagRecording>(new TagRecording(trimmed, fileHeader(stream), now));
+    const bool timesSilences = link == Link::Instrument && stream.format == timing::StreamFormat::Raw64;
+    return std::unique_ptr<TagRecording>(new TagRecording(trimmed, fileHeader(stream), now, timesSilences));
 }
 
 TagRecording::TagRecording(const UiTimeTagRecordingConfig& recording, const timing::StreamFileHeader& first,
-                           LoopClock::TimePoint now)
-    : config(recording), header(first), writer(recording.path, first), recordingBegin(now), partBegin(now) {}
+                           LoopClock::TimePoint now, bool silences)
+    : config(recording), header(first), writer(recording.path, first), recordingBegin(now), partBegin(now),
+      timesSilences(silences) {}
 
 void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::TimePoint now) {
     if (!active) {
@@ -94,7 +96,8 @@ void TagRecording::append(std::span<const timing::TimeTag> tags, LoopClock::Time
         silentSince = silentSince.value_or(now);
     } else {
         Entry entry;
-        entry.times = times.of(tags, endSilence(now));
+        const std::int64_t silentPs = endSilence(now);
+        entry.times = times.of(tags, timesSilences ? silentPs : 0);
         timing::appendDecodedQorntsTags(entry.payload, tags);
         writer.enqueue(std::move(entry));
     }

@@ -20,13 +20,17 @@ namespace qorn::timetagger::gui {
 
 class TagRecording {
 public:
+    // Where the tags come from. A network may stand for seconds while the inputs go on.
+    enum class Link { Instrument, Network };
+
     // Starts a recording, or gives null when the path is blank. Makes the folder; a file that is there
     // already is left alone, and a number added to the new one's name. `stream` describes the stream that is
-    // captured; the file's header says what it holds, raw64 "ps" words. Throws std::runtime_error when the
-    // folder cannot be made, timing::Error when the file cannot be opened.
+    // captured; the file's header says what it holds, raw64 "ps" words. Of raw64 words from an instrument the
+    // lengths of silences are taken from the loop's clock: their decoder misses periods without tags. Throws
+    // std::runtime_error when the folder cannot be made, timing::Error when the file cannot be opened.
     static std::unique_ptr<TagRecording> start(const UiTimeTagRecordingConfig& config,
                                                const timing::StreamFileHeader& stream,
-                                               LoopClock::TimePoint now);
+                                               LoopClock::TimePoint now, Link link = Link::Instrument);
 
     // One pass: ends or rotates the recording when its time has come, then records the tags. Blocks while the
     // writer lags. Throws the writer's failure.
@@ -58,7 +62,7 @@ private:
     std::int64_t endSilence(LoopClock::TimePoint now);
 
     TagRecording(const UiTimeTagRecordingConfig& recording, const timing::StreamFileHeader& first,
-                 LoopClock::TimePoint now);
+                 LoopClock::TimePoint now, bool timesSilences);
 
     UiTimeTagRecordingConfig config;
     timing::StreamFileHeader header;
@@ -66,6 +70,7 @@ private:
     LoopClock::TimePoint recordingBegin;
     LoopClock::TimePoint partBegin;
     timing::RecordTimes times;
+    bool timesSilences;
     std::optional<LoopClock::TimePoint> silentSince; // while passes bring no tags
     int partIndex = 0;
     bool active = true; // until the maximum duration

@@ -8,6 +8,8 @@
 namespace qorn::timing {
 namespace {
 
+constexpr std::int64_t kDelayPs = 1'000'000'000'000; // that tags wait on their way, at most
+
 // True when a time is not within half a period from the latest one. A step of more than 64 bits comes out
 // wrong, but by more than a near one is wide.
 bool isFar(std::int64_t time, std::int64_t latest) {
@@ -32,9 +34,8 @@ std::uint64_t periodsToLatest(std::int64_t time, std::int64_t latest) {
 } // namespace
 
 // The clocks of host and instrument drift, and tags wait a little on their way. What differs by more was no
-// silence of the inputs, but one of the transport, and the tags go on where they were.
+// silence of the inputs, but most likely one of the transport, and the tags go on where they were.
 void RecordTimes::catchUp(const TimeTag& next, std::int64_t silentPs) {
-    constexpr std::int64_t kDelayPs = 1'000'000'000'000;
     constexpr std::int64_t kDriftParts = 10'000; // 100 ppm
     const std::int64_t tolerance = std::min(kDelayPs + silentPs / kDriftParts, kCoarseWrapPs / 4);
     const std::int64_t expected = add_wrapping(*latest, static_cast<std::uint64_t>(silentPs));
@@ -52,7 +53,7 @@ std::vector<RecordTime> RecordTimes::of(std::span<const TimeTag> tags, std::int6
     if (tags.empty()) {
         return times;
     }
-    if (latest && silentPs > kHalfCoarseWrapPs) {
+    if (latest && silentPs > kHalfCoarseWrapPs - kDelayPs) { // the host sees a silence begin late
         catchUp(tags.front(), silentPs);
     }
     std::int64_t reached = latest.value_or(tags.front().timestamp_ps);

@@ -4,6 +4,7 @@
 #include "SaturatedTime.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace qorn::timetagger::gui {
@@ -52,7 +53,15 @@ void CorrelationEngine::reset() {
     apply(current);
     firstSourcePs.reset();
     firstTargetPs.reset();
+    brokenPs.reset();
     latest.valid = false;
+}
+
+void CorrelationEngine::breakOff() {
+    counts.breakOff();
+    if (latest.valid) {
+        brokenPs = latest.stampPs;
+    }
 }
 
 void CorrelationEngine::addBatch(const QList<UiTimeTag>& tags) {
@@ -70,6 +79,14 @@ void CorrelationEngine::addBatch(const QList<UiTimeTag>& tags) {
 }
 
 void CorrelationEngine::noteFirstTags(const QList<UiTimeTag>& tags) {
+    if (brokenPs) {
+        const auto next = std::find_if(tags.cbegin(), tags.cend(), [this](const UiTimeTag& tag) {
+            return tag.channel == current.sourceInput() || tag.channel == current.targetInput();
+        });
+        if (next != tags.cend()) {
+            goOnAt(next->timePs);
+        }
+    }
     const auto note = [&](int input, std::optional<qint64>& first) {
         if (first) {
             return;
@@ -82,6 +99,17 @@ void CorrelationEngine::noteFirstTags(const QList<UiTimeTag>& tags) {
     };
     note(current.sourceInput(), firstSourcePs);
     note(current.targetInput(), firstTargetPs);
+}
+
+void CorrelationEngine::goOnAt(qint64 timePs) {
+    const qint64 before = *std::exchange(brokenPs, {});
+    if (timePs < before) {
+        for (std::optional<qint64>* first : {&firstSourcePs, &firstTargetPs}) {
+            if (*first) {
+                *first = originGoingOn(**first, before, timePs);
+            }
+        }
+    }
 }
 
 CorrelationResult CorrelationEngine::integrated() {

@@ -47,8 +47,9 @@ public:
 
     // Begins a new run.
     void reset();
-    // The run was paused: the time until the next tag was not measured.
-    void breakOff() { counts.breakOff(); }
+    // The run was paused: the time until the next tag was not measured. If that is earlier than what values()
+    // were found for, the stream's time began anew, and that of the values goes on from where it was.
+    void breakOff();
     // Tags in stream order, of any input; nothing while the channels are not usable.
     void addBatch(const QList<UiTimeTag>& tags);
 
@@ -66,6 +67,7 @@ public:
 
 private:
     void noteFirstTags(const QList<UiTimeTag>& tags);
+    void goOnAt(qint64 timePs);
     AppliedOffset resolveOffset(std::span<const std::int64_t> source,
                                 std::span<const std::int64_t> target) const;
     void store(const CorrelationResult& result, qint64 spanPs, std::optional<qint64> lastPs);
@@ -77,6 +79,7 @@ private:
     AnalysisValues latest;
     std::optional<qint64> firstSourcePs; // of the run
     std::optional<qint64> firstTargetPs;
+    std::optional<qint64> brokenPs; // the latest values' last tag before breakOff(), if none has come since
 };
 
 } // namespace qorn::timetagger::gui

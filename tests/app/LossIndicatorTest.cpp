@@ -64,6 +64,20 @@ TEST_F(Losses, WhatPlotsLeaveOutIsAWarningOnceInACapture) {
     thinned.gui.backlog = 0;
     flag.takeFlow(thinned);
     EXPECT_EQ(flag.text(), QStringLiteral("Tags not shown: 3, left out of plots: 5"));
+    thinned.capture = 3;
+    thinned.gui.thinned = 2;
+    flag.takeFlow(thinned);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags not shown: 3, left out of plots: 7"))
+        << "nobody read of the 5";
+}
+
+TEST_F(Losses, ReadingOfAnotherLossLeavesOutNoLaterWarning) {
+    UiTagFlow flow = flowOf(1, 5, 0);
+    flag.takeFlow(flow);
+    flag.showDetails();
+    flow.gui.thinned = 77;
+    flag.takeFlow(flow);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags left out of plots: 77"));
 }
 
 TEST_F(Losses, WhatIsLostIsToldWithItsCountUntilItIsRead) {

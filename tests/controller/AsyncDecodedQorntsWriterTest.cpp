@@ -316,11 +316,7 @@ protected:
 };
 
 TEST_F(BlockedWriter, TheQueueTakes512EntriesAndThenBlocks) {
-    std::vector<Entry> entries;
-    for (int number = 0; number < 514; ++number) {
-        entries.push_back(dataOfSize(8));
-    }
-    Producer producer(*writer, std::move(entries));
+    Producer producer(*writer, std::vector<Entry>(514, dataOfSize(8)));
     EXPECT_TRUE(producer.isBlockedAfter(512));
     file.drain();
     drained = true;

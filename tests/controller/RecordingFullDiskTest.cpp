@@ -32,7 +32,7 @@ protected:
     }
     // Records until the disk takes no more, and closes.
     static std::string recordUntilFull(TagRecording& recording, LoopClock::TimePoint now) {
-        const std::string failure = test::failureOf([&] {
+        std::string failure = test::failureOf([&] {
             for (int pass = 0; pass < 10'000; ++pass) {
                 recording.append(tagsFrom(pass * 4999, 4999), now);
             }

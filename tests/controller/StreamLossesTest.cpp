@@ -20,7 +20,6 @@ using namespace std::chrono_literals;
 using test::missingBefore;
 using test::PlannedCapture;
 using test::Tags;
-using test::tagsFrom;
 
 // As a file has them: garbage in the stream can make far times.
 Tags wrapped(Tags tags) {

@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 namespace qorn::timetagger::gui {
 namespace {
 
@@ -36,6 +38,12 @@ timing::StreamFileHeader streamHeader() {
     header.device_product = "TDC";
     header.device_serial = "SN0001";
     header.device_port = "ftdi://SN0001";
+    return header;
+}
+
+timing::StreamFileHeader raw64Header() {
+    timing::StreamFileHeader header = streamHeader();
+    header.format = timing::StreamFormat::Raw64;
     return header;
 }
 
@@ -158,7 +166,7 @@ TEST_F(Recordings, AMaximumDurationEndsItWhileTheStreamGoesOn) {
 TEST_F(Recordings, ASilenceOfAllInputsKeepsItsLength) {
     constexpr std::int64_t kSecondPs = 1'000'000'000'000;
     constexpr std::int64_t kMissed = 2 * timing::kCoarseWrapPs;
-    const auto recording = start();
+    const auto recording = TagRecording::start({path, 0, 0}, raw64Header(), kStart);
     recording->append(test::Tags{{0, 5 * kSecondPs}}, kStart);
     recording->append({}, kStart + 2ms);
     recording->append({}, kStart + 20s);
@@ -172,9 +180,29 @@ TEST_F(Recordings, ASilenceOfAllInputsKeepsItsLength) {
     EXPECT_EQ(companion->last_time_ps, 46 * kSecondPs);
 }
 
+// A network may have stood while the inputs went on; packed and delta words tell of silences themselves.
+TEST_F(Recordings, ASilenceThatMayBeNoneOfTheInputsIsNotTimed) {
+    constexpr std::int64_t kSecondPs = 1'000'000'000'000;
+    const auto lastTime = [&](const timing::StreamFileHeader& header, TagRecording::Link link) {
+        const auto recording = TagRecording::start({path, 0, 0}, header, kStart, link);
+        recording->append(test::Tags{{0, 5 * kSecondPs}}, kStart);
+        recording->append({}, kStart + 1ms);
+        recording->append(test::Tags{{0, 5 * kSecondPs + 1}}, kStart + 14s);
+        recording->close();
+        const auto companion = timing::read_companion(path.toStdString());
+        std::filesystem::remove(path.toStdString());
+        std::filesystem::remove(path.toStdString() + ".json");
+        return companion ? companion->last_time_ps : std::nullopt;
+    };
+    EXPECT_EQ(lastTime(raw64Header(), TagRecording::Link::Network), 5 * kSecondPs + 1);
+    EXPECT_EQ(lastTime(streamHeader(), TagRecording::Link::Instrument), 5 * kSecondPs + 1);
+    EXPECT_EQ(lastTime(raw64Header(), TagRecording::Link::Instrument),
+              5 * kSecondPs + 1 + timing::kCoarseWrapPs);
+}
+
 // Longer than can be told in picoseconds.
 TEST_F(Recordings, ASilenceOfHalfAYearBreaksNothing) {
-    const auto recording = start();
+    const auto recording = TagRecording::start({path, 0, 0}, raw64Header(), kStart);
     recording->append(tagsFrom(0, 10), kStart);
     recording->append({}, kStart);
     recording->append(tagsFrom(10, 10), kStart + 180 * 24h);

@@ -8,7 +8,6 @@ namespace qorn::timetagger::gui {
 namespace {
 
 using qorn::testing::countsOf;
-using qorn::testing::sameCounts;
 using qorn::testing::Times;
 using qorn::testing::timesOf;
 using qorn::testing::totalOf;

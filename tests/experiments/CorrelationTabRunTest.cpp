@@ -57,6 +57,7 @@ TEST(CorrelationRun, RatesAreOfTheTimeThatWasMeasured) {
         stage.show(tenPairs(begin));
         EXPECT_NEAR(latestRate(), kRate, 1.0);
     }
+    EXPECT_EQ(stage.trace().points(), 3) << "the trace goes on";
     EXPECT_EQ(stage.stat(0), statRow("Source tags", QStringLiteral("30")));
 }
 

@@ -87,7 +87,7 @@ private:
         }
         FrequencyBin bin{};
         bin.time = static_cast<double>(times[first] + binPs - times[0]) / 1e12;
-        bin.tags = static_cast<qint64>(last - first + 1);
+        bin.tags = static_cast<qint64>(last - first) + 1;
         bin.span = static_cast<double>(span) / 1e12;
         bin.frequency = static_cast<double>(last - first) / bin.span;
         if (!base) {

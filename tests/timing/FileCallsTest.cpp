@@ -126,10 +126,8 @@ TEST_F(FileCalls, ACompanionIsOnTheDiskBeforeItTakesItsPlace) {
     const std::vector<Call> calls = during([&] {
         EXPECT_EQ(write_companion(path, RecordingCompanion(), CompanionRoom::GiveBack), std::nullopt);
     });
-    std::vector<std::string> names;
-    for (const Call& call : calls) {
-        names.push_back(call.name);
-    }
+    std::vector<std::string> names(calls.size());
+    std::transform(calls.begin(), calls.end(), names.begin(), [](const Call& call) { return call.name; });
     EXPECT_EQ(names, (std::vector<std::string>{"write", "ftruncate", "fdatasync", "rename"}));
 }
 

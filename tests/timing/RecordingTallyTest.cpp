@@ -134,6 +134,25 @@ TEST(RecordTimes, TakeTheHostsClockForASilenceOfAllInputs) {
     EXPECT_EQ(begin.of(Tags{{0, 5}}, kSilence), (std::vector<RecordTime>{{0, 5}}));
 }
 
+// The host sees a silence begin late: to it, one of half a period is shorter.
+TEST(RecordTimes, TakeTheHostsClockForTheShortestSilencesThatADecoderMisses) {
+    constexpr std::int64_t kLag = kSecond / 10;
+    RecordTimes times;
+    times.of(Tags{{0, 100 * kSecond}});
+    std::int64_t now = 100 * kSecond;
+    for (std::int64_t silence = kHalfCoarseWrapPs - 2 * kSecond; silence < 2 * kHalfCoarseWrapPs;
+         silence += 37 * kLag) {
+        const std::int64_t missed = silence > kHalfCoarseWrapPs ? kCoarseWrapPs : 0;
+        now += silence;
+        times.of(Tags{{0, now - missed}}, silence - kLag);
+        ASSERT_EQ(times.latest_time(), now) << silence;
+        times.of(Tags{{0, now - missed + 1}}, 0);
+        ASSERT_EQ(times.latest_time(), ++now) << silence;
+        times = RecordTimes();
+        times.of(Tags{{0, now}});
+    }
+}
+
 // Some inputs begin late, all but the first rest for long now and then; the stream as a whole never does.
 TEST(RecordTimes, PutRightWhatStandsWholePeriodsTooEarly) {
     Tags sent = testing::generateTags({.seed = 21, .count = 400'000, .mean_gap_ps = 3e9});

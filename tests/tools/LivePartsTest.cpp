@@ -1,6 +1,7 @@
 // Parts of a recording that begin and end while they are verified.
 #include "AsyncDecodedQorntsWriter.h"
 #include "Recover.h"
+#include "ScriptedDriver.h"
 #include "TagWords.h"
 #include "TemporaryFolder.h"
 #include "Verify.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -46,9 +48,8 @@ protected:
     template <typename Look>
     void recordWhile(Look look) {
         std::atomic<int> latest = 0;
-        std::atomic<bool> ended = false;
-        std::thread looker([&] {
-            while (!ended) {
+        std::jthread looker([&](const std::stop_token& ended) {
+            while (!ended.stop_requested()) {
                 const int now = latest;
                 for (int number = std::max(now - 1, 0); number <= now + 1; ++number) {
                     if (fs::exists(part(number))) {
@@ -66,13 +67,15 @@ protected:
                 entry.path = QString::fromStdString(part(latest + 1).string());
                 entry.header = header();
                 writer.enqueue(std::move(entry));
+                const auto limit = std::chrono::steady_clock::now() + testing::kEventLimit;
                 while (!fs::exists(part(latest + 1))) { // so that those who look keep up
+                    ASSERT_LT(std::chrono::steady_clock::now(), limit);
                     std::this_thread::yield();
                 }
             }
             writer.close();
         }
-        ended = true;
+        looker.request_stop();
         looker.join();
         for (int number = 0; number <= kParts; ++number) {
             EXPECT_EQ(verificationOf(part(number)).faults, std::vector<std::string>{}) << number;

@@ -18,7 +18,10 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMostStretches = 8; // that are named one by one
 constexpr const char* kGoesOn = "it is being recorded still";
-constexpr std::chrono::milliseconds kBeginning{5}; // until a file that has just been made is locked
+// A file that has just been made is without lock and head for a moment.
+constexpr std::chrono::seconds kNew{2};
+constexpr int kBeginningTries = 40;
+constexpr std::chrono::milliseconds kBeginningPause{5};
 
 std::string place(std::uint64_t record, std::uint64_t headBytes) {
     return "record " + std::to_string(record) + " (byte " +
@@ -172,28 +175,83 @@ std::vector<std::string> faultsOfEnd(const StreamFileFacts& file, const timing::
     return faults;
 }
 
-// The companion that was read before the file's facts, so that the file has what it tells of.
-Verification verificationOf(const fs::path& path, const std::optional<timing::RecordingCompanion>& companion,
-                            const std::string& noCompanion, bool recording) {
-    const StreamFileFacts file = streamFileFacts(path);
-    const std::string name = timing::companion_path(path).filename().string() + ' ';
-    if (recording && !companion) { // it has just begun, or the companion cannot be written
+std::string companionName(const fs::path& path) {
+    return timing::companion_path(path).filename().string() + ' ';
+}
+
+bool isNew(const fs::path& path) {
+    std::error_code failed;
+    const auto written = fs::last_write_time(path, failed);
+    return !failed && fs::file_time_type::clock::now() - written < kNew;
+}
+
+// What is seen of a pair that may be begun or ended at any moment.
+struct Look {
+    std::optional<timing::RecordingCompanion> companion;
+    std::string noCompanion;             // else: why
+    std::optional<StreamFileFacts> file; // none before its head is there
+    bool recording = false;
+};
+
+std::optional<StreamFileFacts> factsOf(const fs::path& path) {
+    for (int left = isNew(path) ? kBeginningTries : 0;; --left) {
+        try {
+            return streamFileFacts(path);
+        } catch (const std::exception&) {
+            if (isBeingRecorded(path)) {
+                return std::nullopt;
+            }
+            if (left == 0) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(kBeginningPause);
+    }
+}
+
+// The companion before the file's facts, so that the file has what it tells of.
+Look lookAt(const fs::path& path) {
+    Look look;
+    look.recording = isBeingRecorded(path);
+    look.noCompanion = "there is no " + companionName(path) + "beside it";
+    try {
+        look.companion = timing::read_companion(path);
+    } catch (const timing::CompanionFault& fault) {
+        look.noCompanion = companionName(path) + fault.what();
+    }
+    look.file = factsOf(path);
+    if (!look.companion || look.companion->end == timing::PartEnd::Open) { // it may have begun just now
+        look.recording = look.recording || isBeingRecorded(path);
+    }
+    return look;
+}
+
+} // namespace
+
+Verification verificationOf(const fs::path& path) {
+    Look look = lookAt(path);
+    if (!look.companion && !look.recording) { // perhaps it has begun and ended meanwhile
+        look = lookAt(path);
+    }
+    const auto& companion = look.companion;
+    if (!look.file || (look.recording && !companion)) { // or the companion cannot be written
         return {{kGoesOn}, {}};
     }
+    const StreamFileFacts& file = *look.file;
     Verification found;
-    const bool goesOn = recording && companion->end == timing::PartEnd::Open;
+    const bool goesOn = look.recording && companion->end == timing::PartEnd::Open;
     if (file.oddBytes() > 0 && !goesOn) {
         found.faults.push_back("the last record, " + place(file.wholeRecords(), file.head.size()) +
                                ", is cut off");
     }
     if (!companion) {
-        found.faults.push_back(noCompanion);
+        found.faults.push_back(look.noCompanion);
         return found;
     }
     if (const std::string why = misfit(*companion, file); !why.empty()) {
-        found.faults.push_back(name + why);
+        found.faults.push_back(companionName(path) + why);
     }
-    for (std::string& fault : faultsOfEnd(file, *companion, recording)) {
+    for (std::string& fault : faultsOfEnd(file, *companion, look.recording)) {
         found.faults.push_back(std::move(fault));
     }
     for (std::string& fault : faultsOfRecords(path, file, *companion)) {
@@ -201,36 +259,6 @@ Verification verificationOf(const fs::path& path, const std::optional<timing::Re
     }
     found.reservations = reservations(*companion);
     return found;
-}
-
-Verification lookAt(const fs::path& path) {
-    bool recording = isBeingRecorded(path);
-    const std::string name = timing::companion_path(path).filename().string() + ' ';
-    std::optional<timing::RecordingCompanion> companion;
-    std::string noCompanion = "there is no " + name + "beside it";
-    try {
-        companion = timing::read_companion(path);
-    } catch (const timing::CompanionFault& fault) {
-        noCompanion = name + fault.what();
-    }
-    if (!companion || companion->end == timing::PartEnd::Open) { // perhaps it began behind the first look
-        recording = recording || isBeingRecorded(path);
-    }
-    return verificationOf(path, companion, noCompanion, recording);
-}
-
-} // namespace
-
-Verification verificationOf(const fs::path& path) {
-    try {
-        return lookAt(path);
-    } catch (const std::exception&) { // perhaps it has just been made, and its head is still to come
-        std::this_thread::sleep_for(kBeginning);
-        if (isBeingRecorded(path)) {
-            return {{kGoesOn}, {}};
-        }
-    }
-    return lookAt(path);
 }
 
 bool verifyRecordings(const std::vector<fs::path>& files) {
