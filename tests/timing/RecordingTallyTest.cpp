@@ -137,19 +137,15 @@ TEST(RecordTimes, TakeTheHostsClockForASilenceOfAllInputs) {
 // The host sees a silence begin late: to it, one of half a period is shorter.
 TEST(RecordTimes, TakeTheHostsClockForTheShortestSilencesThatADecoderMisses) {
     constexpr std::int64_t kLag = kSecond / 10;
-    RecordTimes times;
-    times.of(Tags{{0, 100 * kSecond}});
-    std::int64_t now = 100 * kSecond;
-    for (std::int64_t silence = kHalfCoarseWrapPs - 2 * kSecond; silence < 2 * kHalfCoarseWrapPs;
-         silence += 37 * kLag) {
-        const std::int64_t missed = silence > kHalfCoarseWrapPs ? kCoarseWrapPs : 0;
-        now += silence;
-        times.of(Tags{{0, now - missed}}, silence - kLag);
-        ASSERT_EQ(times.latest_time(), now) << silence;
-        times.of(Tags{{0, now - missed + 1}}, 0);
-        ASSERT_EQ(times.latest_time(), ++now) << silence;
-        times = RecordTimes();
-        times.of(Tags{{0, now}});
+    constexpr std::int64_t kBegin = 100 * kSecond;
+    for (const std::int64_t beyondHalf : {-2 * kSecond, -kLag, std::int64_t{-1}, std::int64_t{1}, kLag / 2,
+                                          kLag, 2 * kLag, kSecond, 6 * kSecond}) {
+        RecordTimes times;
+        times.of(Tags{{0, kBegin}});
+        const std::int64_t next = kBegin + kHalfCoarseWrapPs + beyondHalf;
+        const std::int64_t missed = beyondHalf > 0 ? kCoarseWrapPs : 0;
+        times.of(Tags{{0, next - missed}, {0, next - missed + 1}}, next - kBegin - kLag);
+        EXPECT_EQ(times.latest_time(), next + 1) << beyondHalf;
     }
 }
 
