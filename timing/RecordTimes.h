@@ -21,7 +21,8 @@ struct RecordTime {
 // Follows the tags of a stream, for whoever writes their words. Live decoders count the counter's periods of
 // each input by itself, and miss those in which an input was silent; so the tags of an input that begins
 // late, or rests for long, may stand whole periods too early. Here they get their place in the stream, which
-// goes on meanwhile. A plain single-threaded object.
+// goes on meanwhile. That is so of raw64 words and of packed ones of 8 ps; delta32 and longer steps place the
+// first tag of a late input by other moduli, which cannot be put right here. A plain single-threaded object.
 class RecordTimes {
 public:
     // The times that a reader of these tags' words must be told: of the first tag of all, and of each that is
