@@ -77,7 +77,7 @@ protected:
 };
 
 TEST_F(RelayCapture, TagsOfTheOtherHostReachTheGui) {
-    request.batchSize = 10;
+    request.batchSize = 1; // the clock stands, and with it what is less than a batch
     begin(source.endpoint());
     ASSERT_TRUE(source.waitForClients(1));
     source.publish(tagsFrom(0, 1000));
@@ -245,7 +245,7 @@ TEST_F(RelayCapture, AChainOfThreeCarriesEveryTagAndEachHasItsOwnInputs) {
     test::LoopbackServer onward;
     test::RecordingEvents lastEvents;
     CaptureRequest lastRequest = request;
-    lastRequest.batchSize = 500;
+    lastRequest.batchSize = 1;
     std::thread last([&] {
         test::ManualClock standing;
         relayCaptureLoop(onward.endpoint(), lastRequest, nullptr, stop, lastEvents, standing);
