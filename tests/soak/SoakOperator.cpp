@@ -14,6 +14,8 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include <algorithm>
+
 namespace qorn::soak {
 
 using namespace timetagger::gui;
@@ -115,8 +117,11 @@ void SoakOperator::step() {
         int chosen = below(total);
         for (const Deed& deed : kDeeds) {
             if ((chosen -= deed.weight) < 0) {
-                ++deeds[deed.name];
+                const qint64 begin = clock.elapsed();
                 (this->*deed.act)();
+                Deeds& done = deeds[deed.name];
+                ++done.count;
+                done.longestMs = std::max(done.longestMs, clock.elapsed() - begin);
                 break;
             }
         }
@@ -137,6 +142,9 @@ void SoakOperator::rest() {
     if (!waitFor([this] { return isQuiet(); })) {
         watch.complain(QStringLiteral("a measurement does not end, or the check of its recording"));
         recordingFolder.clear();
+    }
+    if (!waitFor([this] { return visitors.haveGone(); })) {
+        watch.complain(QStringLiteral("a relay visitor does not go"));
     }
     joinCheck();
     window.closeAllExperiments();
@@ -403,10 +411,13 @@ void SoakOperator::reconnect() {
 
 QJsonObject SoakOperator::report() const {
     QJsonObject done;
-    for (const auto& [name, count] : deeds) {
-        done.insert(QString::fromStdString(name), count);
+    QJsonObject longestMs;
+    for (const auto& [name, ofName] : deeds) {
+        done.insert(QString::fromStdString(name), ofName.count);
+        longestMs.insert(QString::fromStdString(name), ofName.longestMs);
     }
     return {{QStringLiteral("deeds"), done},
+            {QStringLiteral("deeds_longest_ms"), longestMs},
             {QStringLiteral("fault_boxes"), boxes},
             {QStringLiteral("recordings_compared"), comparedRecordings},
             {QStringLiteral("recordings_too_short_to_compare"), shortRecordings},

@@ -106,7 +106,11 @@ private:
     int shortRecordings = 0;     // too short to be found in the truth
     int uncheckedRecordings = 0; // another stream had begun
 
-    std::map<std::string, int> deeds;
+    struct Deeds {
+        int count = 0;
+        qint64 longestMs = 0;
+    };
+    std::map<std::string, Deeds> deeds;
     int boxes = 0;
 };
 
