@@ -125,8 +125,10 @@ void AsyncDecodedQorntsWriter::run() {
         tellFailure(error.what());
         const std::lock_guard lock(mutex);
         if (!file.failure_reason().empty()) {
-            notices.push_back(QCoreApplication::translate("Measurement", "The recording %1 has ended: %2.")
-                                  .arg(QString::fromStdString(file.path()),
+            const QString text =
+                active ? QCoreApplication::translate("Measurement", "The recording %1 has ended: %2.")
+                       : QCoreApplication::translate("Measurement", "The recording cannot go on in %1: %2.");
+            notices.push_back(text.arg(QString::fromStdString(file.path()),
                                        QString::fromLocal8Bit(file.failure_reason().c_str())));
         }
         failure = std::current_exception();
@@ -201,6 +203,7 @@ void AsyncDecodedQorntsWriter::carryOut(const Entry& entry) {
         if (active) {
             endPart(timing::PartEnd::Rotation);
         }
+        active = false;
         file.open(entry.path.toStdString(), entry.header, kNew);
         beginPart(entry.path.toStdString());
         active = true;

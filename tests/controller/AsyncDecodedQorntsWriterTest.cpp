@@ -224,6 +224,9 @@ TEST_F(RecordingWriter, ARotationThatCannotOpenEndsItAndIsToldAtTheNextEntryAndA
     EXPECT_EQ(test::failureOf([&] { writer.close(); }), text); // also later calls
     EXPECT_EQ(test::failureOf([&] { writer.enqueue(dataOf(tagsFrom(10, 1))); }), text);
     EXPECT_EQ(readRecording(path).tags, tagsFrom(0, 10)); // what came before is safe
+    EXPECT_EQ(writer.takeNotice(),
+              QStringLiteral("The recording cannot go on in %1: No such file or directory.").arg(missing));
+    EXPECT_EQ(writer.takeNotice(), std::nullopt);
 }
 
 TEST_F(RecordingWriter, AFullDiskIsToldAtTheNextEntry) {
