@@ -12,6 +12,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
 #include <thread>
@@ -99,6 +100,36 @@ TEST_F(LiveParts, HaveNoFaultAtTheirBeginNorAtTheirEnd) {
     });
     seen.erase("it is being recorded still");
     EXPECT_EQ(seen, std::set<std::string>{});
+}
+
+// The moment between the file and its lock and head, held on.
+TEST_F(LiveParts, AreWaitedForWhenTheyHaveNoHeadYet) {
+    {
+        AsyncDecodedQorntsWriter writer(QString::fromStdString(part(0).string()), header());
+        writer.enqueue(someTags(0));
+        writer.close();
+    }
+    const auto companionOf = [](const fs::path& file) { return fs::path(file.string() + ".json"); };
+    std::ofstream(part(1)).close();
+    ASSERT_TRUE(fs::exists(part(1)));
+    const std::jthread recorder([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));
+        fs::copy_file(companionOf(part(0)), companionOf(part(1)));
+        fs::copy_file(part(0), part(2)); // whole at once, as a head is that is one write
+        fs::rename(part(2), part(1));
+    });
+    EXPECT_EQ(verificationOf(part(1)).faults, std::vector<std::string>{});
+}
+
+TEST_F(LiveParts, AreNotWaitedForWhenTheyAreOld) {
+    std::ofstream(part(0)).close();
+    fs::last_write_time(part(0), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    const std::jthread recorder([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const AsyncDecodedQorntsWriter writer(QString::fromStdString(part(1).string()), header());
+        fs::rename(part(1), part(0));
+    });
+    EXPECT_THROW(static_cast<void>(verificationOf(part(0))), std::exception);
 }
 
 TEST_F(LiveParts, AreNotTouchedByARecovery) {
