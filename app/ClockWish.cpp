@@ -1,6 +1,6 @@
 #include "ClockWish.h"
 
-#include <QSettings>
+#include "SettingsStore.h"
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -35,11 +35,11 @@ int ClockWish::toMode() const {
 }
 
 ClockWish ClockWish::load() {
-    return fromMode(QSettings().value(QLatin1String(kModeKey), kDefaultMode).toInt());
+    return fromMode(SettingsStore::instance().value(QLatin1String(kModeKey), kDefaultMode).toInt());
 }
 
 void ClockWish::save() const {
-    QSettings().setValue(QLatin1String(kModeKey), toMode());
+    SettingsStore::instance().set(QLatin1String(kModeKey), toMode());
 }
 
 } // namespace qorn::timetagger::gui

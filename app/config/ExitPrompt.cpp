@@ -1,9 +1,10 @@
 #include "ExitPrompt.h"
 
+#include "SettingsStore.h"
+
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QMessageBox>
-#include <QSettings>
 
 namespace qorn::timetagger::gui {
 namespace {
@@ -18,13 +19,13 @@ QString tr(const char* text) {
 } // namespace
 
 bool savesExperimentsUnasked() {
-    const QSettings settings;
+    const SettingsStore& settings = SettingsStore::instance();
     return settings.value(QLatin1String(kAskKey), true).toBool() ||
            settings.value(QLatin1String(kSaveKey), true).toBool();
 }
 
 bool askToSaveExperiments(QWidget* parent) {
-    QSettings settings;
+    SettingsStore& settings = SettingsStore::instance();
     if (!settings.value(QLatin1String(kAskKey), true).toBool()) {
         return savesExperimentsUnasked();
     }
@@ -37,8 +38,7 @@ bool askToSaveExperiments(QWidget* parent) {
     box.setCheckBox(dontAsk);
     const bool save = box.exec() == QMessageBox::Yes;
     if (dontAsk->isChecked()) {
-        settings.setValue(QLatin1String(kAskKey), false);
-        settings.setValue(QLatin1String(kSaveKey), save);
+        settings.set({{QLatin1String(kAskKey), false}, {QLatin1String(kSaveKey), save}});
     }
     return save;
 }

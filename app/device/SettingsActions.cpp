@@ -5,10 +5,10 @@
 #include "DeviceSettingsPort.h"
 #include "ModalDialog.h"
 #include "SettingKeys.h"
+#include "SettingsStore.h"
 #include "WarningBox.h"
 
 #include <QMessageBox>
-#include <QSettings>
 #include <QTimer>
 #include <QWidget>
 
@@ -24,7 +24,7 @@ constexpr int kDeveloperMessageMs = 4000;
 constexpr int kConnectionPollMs = 1000;
 
 quint16 storedPort(QLatin1String key, quint16 otherwise) {
-    const uint port = QSettings().value(key, otherwise).toUInt();
+    const uint port = SettingsStore::instance().value(key, otherwise).toUInt();
     return port >= 1 && port <= 65535 ? static_cast<quint16>(port) : otherwise;
 }
 
@@ -129,9 +129,8 @@ void SettingsActions::followConnections(NetworkRelayDialog& dialog) {
 }
 
 void SettingsActions::applySharing(const RelaySharing& sharing) {
-    QSettings store;
-    store.setValue(kRelayStreamPortKey, sharing.streamPort);
-    store.setValue(kRelayStatusPortKey, sharing.statusPort);
+    SettingsStore::instance().set(
+        {{kRelayStreamPortKey, sharing.streamPort}, {kRelayStatusPortKey, sharing.statusPort}});
     QString message;
     if (!port.setRelaySharing(sharing.publish, sharing.streamPort, sharing.statusPort, &message)) {
         showWarning(&window, tr("Network relay"), message);

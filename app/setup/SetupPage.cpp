@@ -5,6 +5,7 @@
 #include "HeroBanner.h"
 #include "RelayConnectDialog.h"
 #include "SettingKeys.h"
+#include "SettingsStore.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -16,7 +17,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
-#include <QSettings>
 #include <QStandardItemModel>
 #include <QVBoxLayout>
 
@@ -35,14 +35,14 @@ QString heroSubtitle() {
 }
 
 bool storedUploadChoice() {
-    const QSettings settings;
+    const SettingsStore& settings = SettingsStore::instance();
     if (settings.contains(kUploadCalibrationKey)) {
         return settings.value(kUploadCalibrationKey).toBool();
     }
     return !settings.value(kSkipCalibrationKey, false).toBool();
 }
 
-quint16 storedPort(const QSettings& settings, QLatin1String key, quint16 fallback) {
+quint16 storedPort(const SettingsStore& settings, QLatin1String key, quint16 fallback) {
     bool isNumber = false;
     const int port = settings.value(key, fallback).toInt(&isNumber);
     return isNumber && port >= 1 && port <= 65535 ? quint16(port) : fallback;
@@ -131,7 +131,7 @@ void SetupPage::connectControls() {
     connect(connectButton, &QPushButton::clicked, this, &SetupPage::onConnect);
     connect(usbCycleButton, &QPushButton::clicked, this, &SetupPage::onUsbCycle);
     connect(uploadCalibrationBox, &QCheckBox::toggled, this,
-            [](bool checked) { QSettings().setValue(kUploadCalibrationKey, checked); });
+            [](bool checked) { SettingsStore::instance().set(kUploadCalibrationKey, checked); });
     connect(relayButton, &QPushButton::clicked, this, &SetupPage::onConnectRelay);
     connect(advancedButton, &QPushButton::clicked, this, &SetupPage::showAdvancedSetup);
 }
@@ -212,18 +212,18 @@ QString SetupPage::selectedDeviceNameKey() const {
 }
 
 void SetupPage::rememberConnectedPort(const QString& port) {
-    QSettings().setValue(kLastDevicePortKey, port);
+    SettingsStore::instance().set(kLastDevicePortKey, port);
 }
 
 void SetupPage::updateNameEditor() {
     const QString key = selectedDeviceNameKey();
-    nameEdit->setText(key.isEmpty() ? QString() : QSettings().value(key).toString());
+    nameEdit->setText(key.isEmpty() ? QString() : SettingsStore::instance().value(key).toString());
     nameEdit->setEnabled(!key.isEmpty());
     saveNameButton->setEnabled(!key.isEmpty());
 }
 
 QString SetupPage::itemText(const UiDiscoveredDevice& device) const {
-    const QString name = QSettings().value(deviceNameKey(device)).toString().trimmed();
+    const QString name = SettingsStore::instance().value(deviceNameKey(device)).toString().trimmed();
     return name.isEmpty() ? device.label : tr("%1  (%2)").arg(name, device.label);
 }
 
@@ -259,7 +259,7 @@ void SetupPage::setScanning() {
 
 void SetupPage::setDevices(const QList<UiDiscoveredDevice>& found, const QString& message) {
     devices = found;
-    const QString lastPort = QSettings().value(kLastDevicePortKey).toString().trimmed();
+    const QString lastPort = SettingsStore::instance().value(kLastDevicePortKey).toString().trimmed();
     int selected = 0;
     {
         const QSignalBlocker blocker(deviceBox);
@@ -324,7 +324,7 @@ void SetupPage::onUsbCycle() {
 }
 
 void SetupPage::onConnectRelay() {
-    QSettings settings;
+    SettingsStore& settings = SettingsStore::instance();
     const RelayAddress last{settings.value(kRelayHostKey).toString(),
                             storedPort(settings, kRelayStreamPortKey, kDefaultRelayStreamPort),
                             storedPort(settings, kRelayStatusPortKey, kDefaultRelayStatusPort)};
@@ -343,9 +343,9 @@ void SetupPage::onConnectRelay() {
         setStatus(tr("Enter a relay host name or IP address."));
         return;
     }
-    settings.setValue(kRelayHostKey, address.host);
-    settings.setValue(kRelayStreamPortKey, int(address.streamPort));
-    settings.setValue(kRelayStatusPortKey, int(address.statusPort));
+    settings.set({{kRelayHostKey, address.host},
+                  {kRelayStreamPortKey, int(address.streamPort)},
+                  {kRelayStatusPortKey, int(address.statusPort)}});
     setStatus(tr("Connecting to network relay..."));
     Q_EMIT relayConnectRequested(address.host, address.streamPort, address.statusPort);
 }
@@ -363,10 +363,10 @@ void SetupPage::onSaveDeviceName() {
     }
     const QString name = nameEdit->text().trimmed();
     if (name.isEmpty()) {
-        QSettings().remove(key);
+        SettingsStore::instance().remove(key);
         setStatus(tr("Device name cleared."));
     } else {
-        QSettings().setValue(key, name);
+        SettingsStore::instance().set(key, name);
         setStatus(tr("Device name saved."));
     }
     // Two entries can share a key, as the same unit or by serials that differ in punctuation only.

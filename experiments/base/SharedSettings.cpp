@@ -2,8 +2,8 @@
 
 #include "MeasurementFileNames.h"
 #include "SettingsJson.h"
+#include "SettingsStore.h"
 
-#include <QSettings>
 #include <QVariant>
 
 #include <algorithm>
@@ -25,16 +25,8 @@ QString formatName(LogFormat format) {
     return QLatin1String(format == LogFormat::PackedBinary ? kBinaryName : kCsvName);
 }
 
-int storedSeconds(const QSettings& settings, const char* key) {
-    return std::max(settings.value(QLatin1String(key), 0).toInt(), 0);
-}
-
-// The store is a file that is written anew for a change, so what is in it already is no change.
-void store(QSettings& settings, const char* name, const QVariant& value) {
-    const QLatin1String key(name);
-    if (!settings.contains(key) || settings.value(key).toString() != value.toString()) {
-        settings.setValue(key, value);
-    }
+int storedSeconds(const QVariantMap& stored, const char* key) {
+    return std::max(stored.value(QLatin1String(key)).toInt(), 0);
 }
 
 void takeSeconds(const QJsonObject& object, const char* key, int& target) {
@@ -51,38 +43,42 @@ void takeText(const QJsonObject& object, const char* key, QString& target) {
 } // namespace
 
 SharedSettings SharedSettings::load(const QString& settingsKey) {
-    QSettings settings;
-    const QString olderFolder = settings.value(QLatin1String(kOlderTimeTagsFolder)).toString();
-    settings.beginGroup(QLatin1String(kGroup).arg(settingsKey));
+    const SettingsStore& store = SettingsStore::instance();
+    const QVariantMap stored = store.group(QLatin1String(kGroup).arg(settingsKey));
     SharedSettings loaded;
-    loaded.logDirectory = settings.value(QLatin1String("dataLogDirectory")).toString();
+    loaded.logDirectory = stored.value(QLatin1String("dataLogDirectory")).toString();
     if (loaded.logDirectory.isEmpty()) {
         loaded.logDirectory = defaultLogDirectory();
     }
-    loaded.logFormat = formatNamed(settings.value(QLatin1String("dataLogFormat")).toString());
-    loaded.logRotateSeconds = storedSeconds(settings, "dataLogRotateSeconds");
-    loaded.logMaximumDurationSeconds = storedSeconds(settings, "dataLogMaximumDurationSeconds");
-    loaded.timeTagsEnabled = settings.value(QLatin1String("timeTagsEnabled"), false).toBool();
-    loaded.timeTagsDirectory = settings.value(QLatin1String("timeTagsDirectory")).toString();
+    loaded.logFormat = formatNamed(stored.value(QLatin1String("dataLogFormat")).toString());
+    loaded.logRotateSeconds = storedSeconds(stored, "dataLogRotateSeconds");
+    loaded.logMaximumDurationSeconds = storedSeconds(stored, "dataLogMaximumDurationSeconds");
+    loaded.timeTagsEnabled = stored.value(QLatin1String("timeTagsEnabled"), false).toBool();
+    loaded.timeTagsDirectory = stored.value(QLatin1String("timeTagsDirectory")).toString();
     if (loaded.timeTagsDirectory.isEmpty()) {
+        const QString olderFolder = store.value(QLatin1String(kOlderTimeTagsFolder)).toString();
         loaded.timeTagsDirectory = olderFolder.isEmpty() ? defaultLogDirectory() : olderFolder;
     }
-    loaded.timeTagsRotateSeconds = storedSeconds(settings, "timeTagsRotateSeconds");
-    loaded.timeTagsMaximumDurationSeconds = storedSeconds(settings, "timeTagsMaximumDurationSeconds");
+    loaded.timeTagsRotateSeconds = storedSeconds(stored, "timeTagsRotateSeconds");
+    loaded.timeTagsMaximumDurationSeconds = storedSeconds(stored, "timeTagsMaximumDurationSeconds");
     return loaded;
 }
 
 void SharedSettings::save(const QString& settingsKey) const {
-    QSettings settings;
-    settings.beginGroup(QLatin1String(kGroup).arg(settingsKey));
-    store(settings, "dataLogDirectory", logDirectory);
-    store(settings, "dataLogFormat", formatName(logFormat));
-    store(settings, "dataLogRotateSeconds", logRotateSeconds);
-    store(settings, "dataLogMaximumDurationSeconds", logMaximumDurationSeconds);
-    store(settings, "timeTagsEnabled", timeTagsEnabled);
-    store(settings, "timeTagsDirectory", timeTagsDirectory);
-    store(settings, "timeTagsRotateSeconds", timeTagsRotateSeconds);
-    store(settings, "timeTagsMaximumDurationSeconds", timeTagsMaximumDurationSeconds);
+    QVariantMap values;
+    const auto put = [&, prefix = QLatin1String(kGroup).arg(settingsKey) +
+                                  QLatin1Char('/')](const char* name, const QVariant& value) {
+        values.insert(prefix + QLatin1String(name), value);
+    };
+    put("dataLogDirectory", logDirectory);
+    put("dataLogFormat", formatName(logFormat));
+    put("dataLogRotateSeconds", logRotateSeconds);
+    put("dataLogMaximumDurationSeconds", logMaximumDurationSeconds);
+    put("timeTagsEnabled", timeTagsEnabled);
+    put("timeTagsDirectory", timeTagsDirectory);
+    put("timeTagsRotateSeconds", timeTagsRotateSeconds);
+    put("timeTagsMaximumDurationSeconds", timeTagsMaximumDurationSeconds);
+    SettingsStore::instance().set(values);
 }
 
 QJsonObject SharedSettings::toJson() const {

@@ -1,8 +1,7 @@
 #include "ClockIndicators.h"
 #include "ClockWish.h"
 #include "QtPrinting.h"
-
-#include <QSettings>
+#include "StoredSettings.h"
 
 #include <gtest/gtest.h>
 
@@ -119,7 +118,7 @@ TEST_P(ClockWishModes, PackSourceAndOutput) {
     EXPECT_EQ(wish.source, row.source);
     EXPECT_EQ(wish.signal, row.signal);
     EXPECT_EQ(wish.toMode(), row.written);
-    QSettings().setValue(QStringLiteral("setup/referenceClockMode"), row.mode);
+    testing::storedSettings().setValue(QStringLiteral("setup/referenceClockMode"), row.mode);
     EXPECT_EQ(ClockWish::load(), wish);
 }
 
@@ -139,7 +138,7 @@ TEST(ClockWish, IsInternalWithTenMegahertzWithoutAStoredChoice) {
 TEST(ClockWish, IsStoredAsOneInteger) {
     const ClockWish wish{kExternal, kPps};
     wish.save();
-    EXPECT_EQ(QSettings().value(QStringLiteral("setup/referenceClockMode")).toInt(), 6);
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("setup/referenceClockMode")).toInt(), 6);
     EXPECT_EQ(ClockWish::load(), wish);
 }
 

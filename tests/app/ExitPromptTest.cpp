@@ -1,12 +1,12 @@
 #include "ExitPrompt.h"
 
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSettings>
 #include <QTest>
 #include <QTimer>
 
@@ -72,8 +72,8 @@ TEST(ExitPrompt, AsksInTheseWords) {
 
 TEST(ExitPrompt, WithoutTheTickTheAnswerHoldsOnce) {
     EXPECT_FALSE(ask(QMessageBox::No, false).save);
-    EXPECT_TRUE(QSettings().value(kAsk, true).toBool());
-    EXPECT_TRUE(QSettings().value(kSave, true).toBool());
+    EXPECT_TRUE(testing::storedSettings().value(kAsk, true).toBool());
+    EXPECT_TRUE(testing::storedSettings().value(kSave, true).toBool());
     const Answer again = ask(QMessageBox::Yes, false);
     EXPECT_TRUE(again.asked);
     EXPECT_TRUE(again.save);
@@ -81,25 +81,25 @@ TEST(ExitPrompt, WithoutTheTickTheAnswerHoldsOnce) {
 
 TEST(ExitPrompt, ATickedNoHoldsForLaterExits) {
     EXPECT_FALSE(ask(QMessageBox::No, true).save);
-    EXPECT_FALSE(QSettings().value(kAsk).toBool());
-    EXPECT_FALSE(QSettings().value(kSave).toBool());
-    EXPECT_TRUE(QSettings().contains(kAsk));
-    EXPECT_TRUE(QSettings().contains(kSave));
+    EXPECT_FALSE(testing::storedSettings().value(kAsk).toBool());
+    EXPECT_FALSE(testing::storedSettings().value(kSave).toBool());
+    EXPECT_TRUE(testing::storedSettings().contains(kAsk));
+    EXPECT_TRUE(testing::storedSettings().contains(kSave));
     EXPECT_FALSE(askToSaveExperiments(nullptr));
 }
 
 TEST(ExitPrompt, ATickedYesHoldsForLaterExits) {
-    QSettings().setValue(kSave, false);
+    testing::storedSettings().setValue(kSave, false);
     EXPECT_TRUE(ask(QMessageBox::Yes, true).save);
-    EXPECT_FALSE(QSettings().value(kAsk).toBool());
-    EXPECT_TRUE(QSettings().value(kSave).toBool());
+    EXPECT_FALSE(testing::storedSettings().value(kAsk).toBool());
+    EXPECT_TRUE(testing::storedSettings().value(kSave).toBool());
     EXPECT_TRUE(askToSaveExperiments(nullptr));
 }
 
 TEST(ExitPrompt, WithoutAStandingAnswerNotAskingSaves) {
-    QSettings().setValue(kAsk, false);
+    testing::storedSettings().setValue(kAsk, false);
     EXPECT_TRUE(askToSaveExperiments(nullptr));
-    QSettings().setValue(kSave, false);
+    testing::storedSettings().setValue(kSave, false);
     EXPECT_FALSE(askToSaveExperiments(nullptr));
 }
 

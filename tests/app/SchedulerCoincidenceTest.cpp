@@ -2,10 +2,10 @@
 #include "CoincidenceTab.h"
 #include "QtPrinting.h"
 #include "SchedulerStage.h"
+#include "StoredSettings.h"
 
 #include <QJsonArray>
 #include <QLabel>
-#include <QSettings>
 
 #include <gtest/gtest.h>
 
@@ -114,7 +114,7 @@ TEST(CoincidenceStart, OverARelayItCountsTheStream) {
 }
 
 TEST(CoincidenceStart, WithARecordingItCountsTheStream) {
-    QSettings().setValue(QStringLiteral("measurement/coincidence/timeTagsEnabled"), true);
+    storedSettings().setValue(QStringLiteral("measurement/coincidence/timeTagsEnabled"), true);
     SchedulerStage stage;
     gui::CoincidenceTab tab;
     stage.scheduler.startExperiment(&tab);

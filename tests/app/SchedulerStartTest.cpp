@@ -1,11 +1,11 @@
 #include "CounterTab.h"
 #include "QtPrinting.h"
 #include "SchedulerStage.h"
+#include "StoredSettings.h"
 #include "TimeTagTab.h"
 
 #include <QAction>
 #include <QDoubleSpinBox>
-#include <QSettings>
 
 #include <gtest/gtest.h>
 
@@ -15,8 +15,8 @@ namespace {
 using gui::FlagState;
 
 void storeRecording(const char* settingsKey) {
-    QSettings().setValue(QStringLiteral("measurement/%1/timeTagsEnabled").arg(QLatin1String(settingsKey)),
-                         true);
+    storedSettings().setValue(
+        QStringLiteral("measurement/%1/timeTagsEnabled").arg(QLatin1String(settingsKey)), true);
 }
 
 TEST(SchedulerStart, WithoutASourceNothingHappens) {
@@ -206,7 +206,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 TEST(SchedulerStart, ARecordingTabHandsItsFileToTheAcquisition) {
-    QSettings settings;
+    QSettings settings = storedSettings();
     settings.setValue(QStringLiteral("measurement/recorder/timeTagsEnabled"), true);
     settings.setValue(QStringLiteral("measurement/recorder/timeTagsDirectory"), QStringLiteral("/data/tags"));
     settings.setValue(QStringLiteral("measurement/recorder/timeTagsRotateSeconds"), 60);

@@ -1,11 +1,11 @@
 // The Coincidence tab as it stands: controls, table, plots, what it asks of an acquisition, and its settings
 // in configuration files.
 #include "CoincidenceStage.h"
+#include "StoredSettings.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSettings>
 
 #include <cmath>
 
@@ -229,7 +229,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 TEST(CoincidenceAcquisition, ARecordingNeedsTheTagStream) {
-    QSettings().setValue(QStringLiteral("measurement/coincidence/timeTagsEnabled"), true);
+    storedSettings().setValue(QStringLiteral("measurement/coincidence/timeTagsEnabled"), true);
     const Stage stage;
     EXPECT_TRUE(stage.tab.requiresTagStreaming());
 }

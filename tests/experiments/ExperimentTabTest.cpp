@@ -2,11 +2,11 @@
 
 #include "ProbeTab.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 #include "TabControls.h"
 
 #include <QDir>
 #include <QRegularExpression>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QTest>
 #include <QToolButton>
@@ -221,15 +221,15 @@ TEST(ExperimentTab, RecordingIsOffAtFirstAndItsActionStoresTheChoice) {
     record->trigger();
     EXPECT_TRUE(tab.timeTagRecordingEnabled());
     EXPECT_EQ(record->toolTip(), QString::fromUtf8(kRecordOn));
-    EXPECT_TRUE(QSettings().value(kRecordKey).toBool());
+    EXPECT_TRUE(testing::storedSettings().value(kRecordKey).toBool());
     record->trigger();
     EXPECT_FALSE(tab.timeTagRecordingEnabled());
     EXPECT_EQ(record->toolTip(), QString::fromUtf8(kRecordOff));
-    EXPECT_FALSE(QSettings().value(kRecordKey).toBool());
+    EXPECT_FALSE(testing::storedSettings().value(kRecordKey).toBool());
 }
 
 TEST(ExperimentTab, TheStoredChoiceStandsInANewToolbar) {
-    QSettings().setValue(kRecordKey, true);
+    testing::storedSettings().setValue(kRecordKey, true);
     ProbeTab tab;
     const QToolBar* toolbar = tab.buildToolbar(false, false, false);
     const QAction* record = findAction(*toolbar, kRecordOn);
@@ -246,11 +246,11 @@ TEST(ExperimentTab, AConfigurationThatSwitchesRecordingShowsOnTheAction) {
     const QAction* record = findAction(*toolbar, kRecordOn);
     ASSERT_NE(record, nullptr);
     EXPECT_TRUE(record->isChecked());
-    EXPECT_TRUE(QSettings().value(kRecordKey).toBool());
+    EXPECT_TRUE(testing::storedSettings().value(kRecordKey).toBool());
 }
 
 TEST(ExperimentTab, WithoutRecordingTheConfigIsEmpty) {
-    QSettings().setValue(QStringLiteral("measurement/probe/timeTagsRotateSeconds"), 60);
+    testing::storedSettings().setValue(QStringLiteral("measurement/probe/timeTagsRotateSeconds"), 60);
     const ProbeTab tab;
     const UiTimeTagRecordingConfig config = tab.timeTagRecordingConfig();
     EXPECT_TRUE(config.path.isEmpty());
@@ -259,7 +259,7 @@ TEST(ExperimentTab, WithoutRecordingTheConfigIsEmpty) {
 }
 
 TEST(ExperimentTab, ARecordingIsNamedAfterTypeSerialAndTime) {
-    QSettings settings;
+    QSettings settings = testing::storedSettings();
     settings.setValue(kRecordKey, true);
     settings.setValue(QStringLiteral("measurement/probe/timeTagsDirectory"), QStringLiteral("/data/tags"));
     settings.setValue(QStringLiteral("measurement/probe/timeTagsRotateSeconds"), 60);
@@ -277,7 +277,7 @@ TEST(ExperimentTab, ARecordingIsNamedAfterTypeSerialAndTime) {
 }
 
 TEST(ExperimentTab, WithoutARecordingFolderTheLogFolderIsUsed) {
-    QSettings().setValue(kRecordKey, true);
+    testing::storedSettings().setValue(kRecordKey, true);
     ProbeTab tab;
     tab.setTimeTagRecordingDirectory(QStringLiteral("   "));
     const QString path = tab.timeTagRecordingConfig().path;
@@ -289,8 +289,9 @@ TEST(ExperimentTab, TheRecordingFolderIsTrimmedAndStored) {
     ProbeTab tab;
     tab.setTimeTagRecordingDirectory(QStringLiteral("  /data/some where "));
     EXPECT_EQ(tab.timeTagRecordingDirectory(), QStringLiteral("/data/some where"));
-    EXPECT_EQ(QSettings().value(QStringLiteral("measurement/probe/timeTagsDirectory")).toString(),
-              QStringLiteral("/data/some where"));
+    EXPECT_EQ(
+        testing::storedSettings().value(QStringLiteral("measurement/probe/timeTagsDirectory")).toString(),
+        QStringLiteral("/data/some where"));
 }
 
 TEST(ExperimentTab, KeepsTheSerialOfItsLogContext) {
@@ -302,12 +303,13 @@ TEST(ExperimentTab, KeepsTheSerialOfItsLogContext) {
 }
 
 TEST(ExperimentTab, SharedSettingsComeBackFromAConfiguration) {
-    QSettings().setValue(QStringLiteral("measurement/probe/dataLogFormat"), QStringLiteral("binary"));
+    testing::storedSettings().setValue(QStringLiteral("measurement/probe/dataLogFormat"),
+                                       QStringLiteral("binary"));
     const ProbeTab first;
     ProbeTab second(QStringLiteral("Other"));
     second.loadSharedConfig(first.sharedConfig());
     EXPECT_EQ(second.sharedConfig(), first.sharedConfig());
-    EXPECT_EQ(QSettings().value(QStringLiteral("measurement/other/dataLogFormat")).toString(),
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("measurement/other/dataLogFormat")).toString(),
               QStringLiteral("binary"));
 }
 

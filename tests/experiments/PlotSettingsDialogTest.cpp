@@ -2,6 +2,7 @@
 
 #include "ProbeTab.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 #include "TabControls.h"
 
 #include <QApplication>
@@ -14,7 +15,6 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSettings>
 #include <QSpinBox>
 #include <QTemporaryDir>
 #include <QTest>
@@ -198,7 +198,7 @@ TEST(PlotSettingsDialog, BrowsingAsksForAFolder) {
 class TabPlotSettings : public ::testing::Test {
 protected:
     TabPlotSettings() {
-        QSettings().remove(QStringLiteral("measurement"));
+        testing::storedSettings().remove(QStringLiteral("measurement"));
         tab.buildColumn();
         tab.show();
     }
@@ -231,7 +231,7 @@ TEST_F(TabPlotSettings, SavingChangesThePlotAndTheStoredSettings) {
     dialog.accept();
     EXPECT_EQ(tab.plotWidget()->plotOptions(),
               (PlotOptions{QStringLiteral("High contrast"), 17, 3.5, Qt::DotLine}));
-    const QSettings stored;
+    const QSettings stored = testing::storedSettings();
     const auto value = [&](const char* key) {
         return stored.value(QStringLiteral("measurement/probe/") + QLatin1String(key)).toString();
     };

@@ -2,10 +2,10 @@
 
 #include "MeasurementFileNames.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSettings>
 
 #include <gtest/gtest.h>
 
@@ -48,7 +48,7 @@ TEST(SharedSettings, HaveTheirDefaultsWithoutAStore) {
 
 TEST(SharedSettings, AreStoredUnderEightKeysOfTheTab) {
     unusual().save(kTab);
-    const QSettings settings;
+    const QSettings settings = testing::storedSettings();
     EXPECT_EQ(settings.value(key("dataLogDirectory")).toString(), QStringLiteral("/logs/a"));
     EXPECT_EQ(settings.value(key("dataLogFormat")).toString(), QStringLiteral("binary"));
     EXPECT_EQ(settings.value(key("dataLogRotateSeconds")).toInt(), 10);
@@ -61,20 +61,22 @@ TEST(SharedSettings, AreStoredUnderEightKeysOfTheTab) {
     SharedSettings plain = unusual();
     plain.logFormat = LogFormat::Csv;
     plain.save(kTab);
-    EXPECT_EQ(QSettings().value(key("dataLogFormat")).toString(), QStringLiteral("csv"));
+    EXPECT_EQ(testing::storedSettings().value(key("dataLogFormat")).toString(), QStringLiteral("csv"));
 }
 
 TEST(SharedSettings, LeaveTheStoreAloneWhenTheyStandInItAlready) {
     unusual().save(kTab);
-    const QString file = QSettings().fileName();
+    const QString file = testing::storedSettings().fileName();
     QFile::remove(file + QStringLiteral(".link"));
     const auto path = QFileInfo(file).filesystemFilePath();
     std::filesystem::create_hard_link(path, QFileInfo(file + QStringLiteral(".link")).filesystemFilePath());
     unusual().save(kTab);
+    SettingsStore::instance().finish();
     EXPECT_EQ(std::filesystem::hard_link_count(path), 2U) << "the file is another one, so written again";
     SharedSettings other = unusual();
     other.logRotateSeconds = 11;
     other.save(kTab);
+    SettingsStore::instance().finish();
     EXPECT_EQ(std::filesystem::hard_link_count(path), 1U);
     EXPECT_EQ(SharedSettings::load(kTab).toJson(), other.toJson());
 }
@@ -86,7 +88,7 @@ TEST(SharedSettings, ComeBackFromTheStoreForTheirTabOnly) {
 }
 
 TEST(SharedSettings, NegativeStoredNumbersReadAsZero) {
-    QSettings settings;
+    QSettings settings = testing::storedSettings();
     for (const char* name : {"dataLogRotateSeconds", "dataLogMaximumDurationSeconds", "timeTagsRotateSeconds",
                              "timeTagsMaximumDurationSeconds"}) {
         settings.setValue(key(name), -5);
@@ -99,7 +101,7 @@ TEST(SharedSettings, NegativeStoredNumbersReadAsZero) {
 }
 
 TEST(SharedSettings, TheOlderRecordingFolderCountsOnlyWithoutTheNewer) {
-    QSettings settings;
+    QSettings settings = testing::storedSettings();
     settings.setValue(QStringLiteral("timeTags/outputFolder"), QStringLiteral("/old/place"));
     EXPECT_EQ(SharedSettings::load(kTab).timeTagsDirectory, QStringLiteral("/old/place"));
     settings.setValue(key("timeTagsDirectory"), QStringLiteral("/new/place"));

@@ -1,9 +1,9 @@
 #include "TabLogStage.h"
+#include "StoredSettings.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QMessageBox>
-#include <QSettings>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ TabLogStage::TabLogStage(bool binary) {
 }
 
 void TabLogStage::store(const char* key, const QVariant& value) {
-    QSettings().setValue(QStringLiteral("measurement/probe/") + QString::fromUtf8(key), value);
+    storedSettings().setValue(QStringLiteral("measurement/probe/") + QString::fromUtf8(key), value);
 }
 
 QStringList TabLogStage::files() const {

@@ -1,13 +1,13 @@
 // Starting and ending a tab's log: folders, names, settings, failures, and the action on the toolbar.
 #include "FileSizeLimit.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 #include "TabControls.h"
 #include "TabLogStage.h"
 #include "TimeTagTab.h"
 
 #include <QDir>
 #include <QRegularExpression>
-#include <QSettings>
 
 #include <gtest/gtest.h>
 
@@ -57,7 +57,7 @@ TEST(TabLogStart, MakesTheFolderAndTrimsItsName) {
     ASSERT_TRUE(stage.tab->startLogInDirectory(QStringLiteral("  ") + deep + QStringLiteral(" \n")));
     EXPECT_TRUE(stage.tab->currentLogPath().startsWith(deep + QStringLiteral("/probe_")));
     EXPECT_TRUE(QFile::exists(stage.tab->currentLogPath()));
-    EXPECT_EQ(QSettings().value(kDirectoryKey).toString(), deep);
+    EXPECT_EQ(testing::storedSettings().value(kDirectoryKey).toString(), deep);
 }
 
 TEST(TabLogStart, UsesTheStoredFolder) {
@@ -138,7 +138,7 @@ TEST(TabLogStart, WarnsWhenTheFolderCannotBeMade) {
     EXPECT_FALSE(stage.tab->startLogInDirectory(QLatin1Char(' ') + folder));
     EXPECT_TRUE(warns(stage, QStringLiteral("Could not create log folder:\n") + folder));
     EXPECT_FALSE(stage.tab->isLogOpen());
-    EXPECT_NE(QSettings().value(kDirectoryKey).toString(), folder);
+    EXPECT_NE(testing::storedSettings().value(kDirectoryKey).toString(), folder);
     EXPECT_FALSE(stage.takeWarning().has_value()) << "once";
 }
 

@@ -2,11 +2,11 @@
 
 #include "BarChartWidget.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 #include "TabControls.h"
 
 #include <QComboBox>
 #include <QDoubleSpinBox>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTest>
@@ -176,7 +176,7 @@ TEST(TimeTagTab, TheStatusFollowsStartResumeStopAndReset) {
 }
 
 TEST(TimeTagTab, TheStatusSaysWhenTheStreamIsRecorded) {
-    QSettings().setValue(QStringLiteral("measurement/time_tags/timeTagsEnabled"), true);
+    testing::storedSettings().setValue(QStringLiteral("measurement/time_tags/timeTagsEnabled"), true);
     Stage stage;
     stage.tab.onStart();
     EXPECT_EQ(stage.status()->text(), QStringLiteral("streaming and recording complete time tags"));
@@ -438,8 +438,9 @@ TEST(TimeTagTab, TheOlderOutputFolderBecomesTheRecordingFolderAndIsNotSavedByThe
     Stage stage;
     stage.tab.loadConfig({{QStringLiteral("outputFolder"), QStringLiteral("  /data/run 7  ")}});
     EXPECT_EQ(stage.tab.timeTagRecordingDirectory(), QStringLiteral("/data/run 7"));
-    EXPECT_EQ(QSettings().value(QStringLiteral("measurement/time_tags/timeTagsDirectory")).toString(),
-              QStringLiteral("/data/run 7"));
+    EXPECT_EQ(
+        testing::storedSettings().value(QStringLiteral("measurement/time_tags/timeTagsDirectory")).toString(),
+        QStringLiteral("/data/run 7"));
     EXPECT_FALSE(stage.tab.saveConfig().contains(QStringLiteral("outputFolder")));
 }
 

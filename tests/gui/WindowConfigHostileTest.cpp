@@ -3,6 +3,7 @@
 #include "ConfigurationFile.h"
 #include "ExperimentTab.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 #include "TabOperation.h"
 #include "WidgetFinder.h"
 #include "WindowStage.h"
@@ -14,7 +15,6 @@
 #include <QJsonDocument>
 #include <QMessageBox>
 #include <QScreen>
-#include <QSettings>
 
 #include <gtest/gtest.h>
 
@@ -37,8 +37,8 @@ QString keptPath() {
 }
 
 void exitWithoutAsking(WindowStage& stage, bool saveExperiments = true) {
-    QSettings().setValue(QStringLiteral("exit/askSaveExperiments"), false);
-    QSettings().setValue(QStringLiteral("exit/saveExperiments"), saveExperiments);
+    storedSettings().setValue(QStringLiteral("exit/askSaveExperiments"), false);
+    storedSettings().setValue(QStringLiteral("exit/saveExperiments"), saveExperiments);
     EXPECT_TRUE(stage.window().close());
     QCoreApplication::processEvents();
     EXPECT_TRUE(stage.boxes().isEmpty());
@@ -277,7 +277,7 @@ TEST(WindowConfigHostile, EveryTypeWithEveryControlChangedComesBackAtTheNextStar
                          {QStringLiteral("type"), tab.experimentType()}});
     }
     exitWithoutAsking(stage);
-    QSettings().remove(QStringLiteral("measurement")); // the file alone brings it back
+    storedSettings().remove(QStringLiteral("measurement")); // the file alone brings it back
     stage.openWindow();
     ASSERT_EQ(stage.tabs().count(), expected.size());
     for (qsizetype i = 0; i < expected.size(); ++i) {

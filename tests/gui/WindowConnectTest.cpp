@@ -1,4 +1,5 @@
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 #include "WidgetFinder.h"
 #include "WindowStage.h"
 
@@ -9,7 +10,6 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -179,13 +179,13 @@ TEST(WindowConnect, AClickOnConnectOpensTheWorkspaceOnACounter) {
         identityShown = identityShown || label->text() == kIdentity1;
     }
     EXPECT_TRUE(identityShown);
-    EXPECT_EQ(QSettings().value(QStringLiteral("setup/lastDevicePort")).toString(),
+    EXPECT_EQ(storedSettings().value(QStringLiteral("setup/lastDevicePort")).toString(),
               QStringLiteral("ftdi://SIM00001"));
     EXPECT_TRUE(stage.boxes().isEmpty());
 }
 
 TEST(WindowConnect, TheStoredClockChoiceIsInForceAfterConnect) {
-    QSettings().setValue(QStringLiteral("setup/referenceClockMode"), 6);
+    storedSettings().setValue(QStringLiteral("setup/referenceClockMode"), 6);
     WindowStage stage;
     ASSERT_TRUE(stage.connectUnit());
     EXPECT_TRUE(stage.waitForFlag("Clock lock: external"));
@@ -242,7 +242,7 @@ TEST(WindowConnect, AStartupPortIsOpenedButNotRemembered) {
     EXPECT_TRUE(stage.controller().hasDevice());
     EXPECT_EQ(stage.window().windowTitle(), QString::fromUtf8("QORN TDC — ") + kIdentity2);
     EXPECT_TRUE(stage.tabs().isVisible());
-    EXPECT_FALSE(QSettings().contains(QStringLiteral("setup/lastDevicePort")));
+    EXPECT_FALSE(storedSettings().contains(QStringLiteral("setup/lastDevicePort")));
 }
 
 TEST(WindowConnect, ABlankStartupPortIsIgnored) {
@@ -280,7 +280,7 @@ TEST(WindowConnect, AUnitThatFailsToOpenIsNotRemembered) {
     ASSERT_TRUE(waitUntil([list] { return list->count() == 2; }));
     QTest::mouseClick(findButton(stage.window().setupPage(), QStringLiteral("Connect")), Qt::LeftButton);
     ASSERT_TRUE(stage.waitForBox("Open failed"));
-    EXPECT_FALSE(QSettings().contains(QStringLiteral("setup/lastDevicePort")));
+    EXPECT_FALSE(storedSettings().contains(QStringLiteral("setup/lastDevicePort")));
     EXPECT_FALSE(stage.controller().hasSource());
     stage.takeBox();
     ASSERT_TRUE(stage.clickConnect());
@@ -297,7 +297,7 @@ TEST(WindowConnect, ReconnectingClosesFirstAndOpensAfterTheEventLoopHasRun) {
     ASSERT_TRUE(waitUntil([&] { return stage.controller().hasDevice(); }));
     EXPECT_EQ(stage.window().windowTitle(), QString::fromUtf8("QORN TDC — ") + kIdentity2);
     EXPECT_EQ(stage.tabs().count(), 1);
-    EXPECT_EQ(QSettings().value(QStringLiteral("setup/lastDevicePort")).toString(),
+    EXPECT_EQ(storedSettings().value(QStringLiteral("setup/lastDevicePort")).toString(),
               QStringLiteral("ftdi://SIM00002"));
 }
 
@@ -335,7 +335,7 @@ TEST(WindowConnect, ARelayIsASourceWithItsOwnTexts) {
     for (const char* flag : {"Cal upload", "Clock lock", "Clock out"}) {
         EXPECT_EQ(stage.flagState(flag), QStringLiteral("muted"));
     }
-    EXPECT_FALSE(QSettings().contains(QStringLiteral("setup/lastDevicePort")));
+    EXPECT_FALSE(storedSettings().contains(QStringLiteral("setup/lastDevicePort")));
     ASSERT_EQ(stage.tabs().count(), 1);
     WindowStage::press(stage.tab(0), "Play");
     EXPECT_EQ(stage.detail(), QStringLiteral("counter + coincidence (Network relay / Raw64, network relay)"));

@@ -3,11 +3,11 @@
 #include "ClockSettingsDialog.h"
 #include "DeviceMenuStage.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 
 #include <QComboBox>
 #include <QLabel>
 #include <QMessageBox>
-#include <QSettings>
 
 namespace qorn::testing {
 namespace {
@@ -29,7 +29,7 @@ void chooseClock(DeviceMenuStage& stage, const char* source, const char* output)
 }
 
 int storedMode() {
-    return QSettings().value(QLatin1String(kModeKey), -1).toInt();
+    return storedSettings().value(QLatin1String(kModeKey), -1).toInt();
 }
 
 TEST(WindowDeviceMenuClock, TheExternalReferenceIsWaitedForAndThenShownAsLocked) {

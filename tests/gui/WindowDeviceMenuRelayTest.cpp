@@ -2,11 +2,11 @@
 #include "DeviceMenuStage.h"
 #include "NetworkRelayDialog.h"
 #include "QtPrinting.h"
+#include "StoredSettings.h"
 
 #include <QCheckBox>
 #include <QLabel>
 #include <QMessageBox>
-#include <QSettings>
 #include <QSpinBox>
 
 #include <netinet/in.h>
@@ -96,8 +96,8 @@ TEST(WindowDeviceMenuRelay, PublishesOnTheChosenPortsAndTellsOfPeers) {
     EXPECT_EQ(stage.message(), QStringLiteral("Network relay listening on stream port %1 and status port %2.")
                                    .arg(ports.stream)
                                    .arg(ports.status));
-    EXPECT_EQ(QSettings().value(QStringLiteral("relay/streamPort")).toInt(), ports.stream);
-    EXPECT_EQ(QSettings().value(QStringLiteral("relay/statusPort")).toInt(), ports.status);
+    EXPECT_EQ(storedSettings().value(QStringLiteral("relay/streamPort")).toInt(), ports.stream);
+    EXPECT_EQ(storedSettings().value(QStringLiteral("relay/statusPort")).toInt(), ports.status);
 
     auto& dialog = stage.choose<NetworkRelayDialog>(kEntry);
     EXPECT_EQ(dialog.sharing(), (gui::RelaySharing{true, ports.stream, ports.status}));
@@ -137,8 +137,8 @@ TEST(WindowDeviceMenuRelay, CancelPublishesNothingAndSavesNoPort) {
     DeviceMenuStage::control<QCheckBox>(dialog, "publish").setChecked(true);
     setPorts(dialog, {1234, 4321});
     DeviceMenuStage::click(dialog, "Cancel");
-    EXPECT_FALSE(QSettings().contains(QStringLiteral("relay/streamPort")));
-    EXPECT_FALSE(QSettings().contains(QStringLiteral("relay/statusPort")));
+    EXPECT_FALSE(storedSettings().contains(QStringLiteral("relay/streamPort")));
+    EXPECT_FALSE(storedSettings().contains(QStringLiteral("relay/statusPort")));
     EXPECT_FALSE(stage.controller().relayServerStats().running);
 }
 

@@ -3,11 +3,11 @@
 #include "BarChartWidget.h"
 #include "ExperimentTab.h"
 #include "SplitView.h"
+#include "StoredSettings.h"
 #include "WindowStage.h"
 
 #include <QDockWidget>
 #include <QPointer>
-#include <QSettings>
 
 #include <gtest/gtest.h>
 
@@ -48,7 +48,7 @@ quint64 tagsOf(const gui::ExperimentTab& tab) {
 
 struct ClosingStage : WindowStage {
     bool open(bool measuring) {
-        QSettings().setValue(QStringLiteral("exit/askSaveExperiments"), false);
+        storedSettings().setValue(QStringLiteral("exit/askSaveExperiments"), false);
         if (!connectUnit()) {
             return false;
         }

@@ -5,13 +5,13 @@
 #include "OperatedWindow.h"
 #include "QtPrinting.h"
 #include "RelayServer.h"
+#include "StoredSettings.h"
 #include "TemporaryFolder.h"
 
 #include <QCheckBox>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSettings>
 #include <QSpinBox>
 
 #include <gtest/gtest.h>
@@ -87,7 +87,7 @@ TEST_F(DeviceMenu, AClockThatIsAppliedIsSentKeptAndReadAgain) {
     });
     EXPECT_EQ(driver->callsOf("tt_set_reference_clock"), Texts{"tt_set_reference_clock(2,1)"});
     EXPECT_GE(driver->count("tt_get_reference_clock_status"), 1);
-    EXPECT_EQ(QSettings().value(kClockMode).toInt(), 6);
+    EXPECT_EQ(testing::storedSettings().value(kClockMode).toInt(), 6);
     EXPECT_EQ(stage.status(), text("Clock settings applied."));
     EXPECT_EQ(stage.statusTime(), 3000);
     cancel("Clock settings...", "Clock settings", [](QDialog& dialog) {
@@ -108,7 +108,7 @@ TEST_F(DeviceMenu, AClockThatIsRefusedIsToldAndNotKept) {
         });
         stage.expectBox("Clock settings", text(told));
         stage.use("Clock settings...");
-        EXPECT_FALSE(QSettings().contains(kClockMode));
+        EXPECT_FALSE(testing::storedSettings().contains(kClockMode));
         EXPECT_FALSE(stage.takeShown().contains(text("Clock settings applied.")));
     }
 }
@@ -118,7 +118,7 @@ TEST_F(DeviceMenu, ACanceledClockChangesNothing) {
     cancel("Clock settings...", "Clock settings",
            [](QDialog& dialog) { control<QComboBox>(dialog, "source").setCurrentIndex(2); });
     EXPECT_EQ(driver->count("tt_set_reference_clock"), 0);
-    EXPECT_FALSE(QSettings().contains(kClockMode));
+    EXPECT_FALSE(testing::storedSettings().contains(kClockMode));
     EXPECT_TRUE(stage.takeShown().isEmpty());
 }
 
@@ -151,7 +151,7 @@ TEST(StoredClock, IsSentWhenADeviceOpens) {
                            Row{4, "tt_set_reference_clock(0,1)"}, Row{5, "tt_set_reference_clock(1,1)"},
                            Row{6, "tt_set_reference_clock(2,1)"}}) {
         if (row.mode >= 0) {
-            QSettings().setValue(kClockMode, row.mode);
+            testing::storedSettings().setValue(kClockMode, row.mode);
         }
         qorn::testing::OperatedWindow stage;
         stage.window().openStartupPort(text("ftdi://SN0001"));
@@ -261,8 +261,8 @@ TEST_F(DeviceMenu, TheRelayBeginsWithTheUsualPortsOrThoseOfTheSettings) {
         });
     };
     expectPorts(7355, 7356);
-    QSettings().setValue(kStreamPort, 40001);
-    QSettings().setValue(kStatusPort, 40002);
+    testing::storedSettings().setValue(kStreamPort, 40001);
+    testing::storedSettings().setValue(kStatusPort, 40002);
     expectPorts(40001, 40002);
 }
 
@@ -271,8 +271,8 @@ TEST_F(DeviceMenu, ACanceledRelaySavesNoPort) {
         control<QCheckBox>(dialog, "publish").setChecked(true);
         control<QSpinBox>(dialog, "streamPort").setValue(1234);
     });
-    EXPECT_FALSE(QSettings().contains(kStreamPort));
-    EXPECT_FALSE(QSettings().contains(kStatusPort));
+    EXPECT_FALSE(testing::storedSettings().contains(kStreamPort));
+    EXPECT_FALSE(testing::storedSettings().contains(kStatusPort));
     EXPECT_FALSE(stage.controller().relayServerStats().running);
 }
 
@@ -289,10 +289,10 @@ TEST_F(DeviceMenu, PublishingStartsAndStopsTheServer) {
                                   .arg(streamPort)
                                   .arg(statusPort));
     EXPECT_EQ(stage.statusTime(), 6000);
-    EXPECT_EQ(QSettings().value(kStreamPort).toInt(), streamPort);
-    EXPECT_EQ(QSettings().value(kStatusPort).toInt(), statusPort);
+    EXPECT_EQ(testing::storedSettings().value(kStreamPort).toInt(), streamPort);
+    EXPECT_EQ(testing::storedSettings().value(kStatusPort).toInt(), statusPort);
     EXPECT_TRUE(stage.controller().relayServerStats().running);
-    QSettings().setValue(kStreamPort, 40001); // the running ports are shown all the same
+    testing::storedSettings().setValue(kStreamPort, 40001); // the running ports are shown all the same
     apply("Network relay...", "Network relay", [&](QDialog& dialog) {
         EXPECT_TRUE(control<QCheckBox>(dialog, "publish").isChecked());
         EXPECT_EQ(control<QSpinBox>(dialog, "streamPort").value(), streamPort);
@@ -325,7 +325,7 @@ TEST_F(DeviceMenu, APortInUseIsToldAndTheChoiceIsSavedAllTheSame) {
     });
     stage.use("Network relay...");
     EXPECT_TRUE(told);
-    EXPECT_EQ(QSettings().value(kStreamPort).toInt(), port);
+    EXPECT_EQ(testing::storedSettings().value(kStreamPort).toInt(), port);
     EXPECT_FALSE(stage.controller().relayServerStats().running);
     EXPECT_TRUE(stage.takeShown().isEmpty());
 }

@@ -1,5 +1,6 @@
 #include "AdvancedSetupDialog.h"
 #include "RelayConnectDialog.h"
+#include "StoredSettings.h"
 #include "WidgetFinder.h"
 
 #include <QComboBox>
@@ -7,7 +8,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSettings>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTest>
@@ -107,7 +107,7 @@ TEST(AdvancedSetupDialog, ItsChoicesAreStoredNowhere) {
     for (QComboBox* box : dialog.findChildren<QComboBox*>()) {
         box->setCurrentIndex(1);
     }
-    EXPECT_TRUE(QSettings().allKeys().isEmpty());
+    EXPECT_TRUE(testing::storedSettings().allKeys().isEmpty());
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "SetupPage.h"
 
 #include "HeroBanner.h"
+#include "StoredSettings.h"
 #include "WidgetFinder.h"
 
 #include <QCheckBox>
@@ -12,7 +13,6 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QStandardItemModel>
@@ -287,7 +287,7 @@ TEST(SetupPage, ASavedNameStandsBeforeTheDeviceAndComesBackWithTheNextScan) {
     stage.name->setText(QStringLiteral("  Left table "));
     stage.save->click();
     EXPECT_EQ(stage.status(), QStringLiteral("Device name saved."));
-    EXPECT_EQ(QSettings().value(QStringLiteral("setup/deviceNames/SIM00001")).toString(),
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("setup/deviceNames/SIM00001")).toString(),
               QStringLiteral("Left table"));
     EXPECT_EQ(stage.box->itemText(0), QStringLiteral("Left table  (SIM00001  QORN TDC simulator)"));
     EXPECT_EQ(stage.box->itemText(1), kUnit2.label);
@@ -297,19 +297,21 @@ TEST(SetupPage, ASavedNameStandsBeforeTheDeviceAndComesBackWithTheNextScan) {
 }
 
 TEST(SetupPage, AnEmptyNameIsClearedFromTheStore) {
-    QSettings().setValue(QStringLiteral("setup/deviceNames/SIM00001"), QStringLiteral("Old name"));
+    testing::storedSettings().setValue(QStringLiteral("setup/deviceNames/SIM00001"),
+                                       QStringLiteral("Old name"));
     Stage stage;
     stage.showDevices();
     EXPECT_EQ(stage.name->text(), QStringLiteral("Old name"));
     stage.name->setText(QStringLiteral("   "));
     stage.save->click();
     EXPECT_EQ(stage.status(), QStringLiteral("Device name cleared."));
-    EXPECT_FALSE(QSettings().contains(QStringLiteral("setup/deviceNames/SIM00001")));
+    EXPECT_FALSE(testing::storedSettings().contains(QStringLiteral("setup/deviceNames/SIM00001")));
     EXPECT_EQ(stage.box->itemText(0), kUnit1.label);
 }
 
 TEST(SetupPage, TheNameEditorFollowsTheSelection) {
-    QSettings().setValue(QStringLiteral("setup/deviceNames/SIM00002"), QStringLiteral("Right table"));
+    testing::storedSettings().setValue(QStringLiteral("setup/deviceNames/SIM00002"),
+                                       QStringLiteral("Right table"));
     Stage stage;
     EXPECT_FALSE(stage.name->isEnabled());
     stage.showDevices();
@@ -326,7 +328,7 @@ TEST(SetupPage, ADeviceWithoutSerialHasItsNameUnderItsPortsKey) {
         QString());
     stage.name->setText(QStringLiteral("Mine"));
     stage.save->click();
-    EXPECT_EQ(QSettings().value(QStringLiteral("setup/deviceNames/ftdi_bus_1_2")).toString(),
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("setup/deviceNames/ftdi_bus_1_2")).toString(),
               QStringLiteral("Mine"));
     EXPECT_EQ(stage.box->itemText(0), QStringLiteral("Mine  (Bare unit)"));
 }
@@ -348,12 +350,13 @@ TEST(SetupPage, TheCalibrationChoiceIsReadFromTheStoreAndTheOlderKeyCountsOnlyWi
     for (const Row& row :
          {Row{{}, {}, true}, Row{true, {}, true}, Row{false, {}, false}, Row{{}, true, false},
           Row{{}, false, true}, Row{true, true, true}, Row{false, false, false}}) {
-        QSettings().clear();
+        testing::storedSettings().clear();
         if (row.upload.has_value()) {
-            QSettings().setValue(QStringLiteral("setup/uploadCalibrationOnConnect"), *row.upload);
+            testing::storedSettings().setValue(QStringLiteral("setup/uploadCalibrationOnConnect"),
+                                               *row.upload);
         }
         if (row.skip.has_value()) {
-            QSettings().setValue(QStringLiteral("setup/skipCalibrationOnConnect"), *row.skip);
+            testing::storedSettings().setValue(QStringLiteral("setup/skipCalibrationOnConnect"), *row.skip);
         }
         const Stage stage;
         EXPECT_EQ(stage.upload->isChecked(), row.checked);
@@ -364,7 +367,7 @@ TEST(SetupPage, TheCalibrationChoiceIsReadFromTheStoreAndTheOlderKeyCountsOnlyWi
 TEST(SetupPage, TheCalibrationChoiceIsStoredWhenItChanges) {
     const Stage stage;
     stage.upload->click();
-    EXPECT_EQ(QSettings().value(QStringLiteral("setup/uploadCalibrationOnConnect")),
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("setup/uploadCalibrationOnConnect")),
               QVariant(QStringLiteral("false")));
     EXPECT_TRUE(stage.page.skipCalibrationOnConnect());
 }
@@ -388,9 +391,10 @@ TEST(SetupPage, ARelayThatIsChosenIsStoredAndAskedFor) {
     EXPECT_EQ(stage.relays[0][1].toInt(), 9000);
     EXPECT_EQ(stage.relays[0][2].toInt(), 9001);
     EXPECT_EQ(stage.status(), QStringLiteral("Connecting to network relay..."));
-    EXPECT_EQ(QSettings().value(QStringLiteral("relay/lastHost")).toString(), QStringLiteral("lab-host"));
-    EXPECT_EQ(QSettings().value(QStringLiteral("relay/streamPort")).toInt(), 9000);
-    EXPECT_EQ(QSettings().value(QStringLiteral("relay/statusPort")).toInt(), 9001);
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("relay/lastHost")).toString(),
+              QStringLiteral("lab-host"));
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("relay/streamPort")).toInt(), 9000);
+    EXPECT_EQ(testing::storedSettings().value(QStringLiteral("relay/statusPort")).toInt(), 9001);
 
     answerNextDialog([](QWidget& dialog) {
         EXPECT_EQ(dialog.findChild<QLineEdit*>(QString(), Qt::FindDirectChildrenOnly)->text(),
@@ -411,12 +415,12 @@ TEST(SetupPage, ARelayWithoutAHostIsRefusedAndNotStored) {
     stage.relay->click();
     EXPECT_EQ(stage.status(), QStringLiteral("Enter a relay host name or IP address."));
     EXPECT_EQ(stage.relays.count(), 0);
-    EXPECT_TRUE(QSettings().allKeys().isEmpty());
+    EXPECT_TRUE(testing::storedSettings().allKeys().isEmpty());
 }
 
 TEST(SetupPage, StoredRelayPortsThatAreNoPortsGiveTheUsualOnes) {
     for (const char* stored : {"0", "-1", "65536", "nonsense", ""}) {
-        QSettings().setValue(QStringLiteral("relay/streamPort"), QString::fromLatin1(stored));
+        testing::storedSettings().setValue(QStringLiteral("relay/streamPort"), QString::fromLatin1(stored));
         Stage stage;
         int shown = 0;
         answerNextDialog([&shown](QWidget& dialog) {
@@ -437,7 +441,7 @@ TEST(SetupPage, AdvancedSetupOpensItsPreview) {
     });
     stage.button("Advanced setup...")->click();
     EXPECT_EQ(title, QStringLiteral("Advanced setup"));
-    EXPECT_TRUE(QSettings().allKeys().isEmpty());
+    EXPECT_TRUE(testing::storedSettings().allKeys().isEmpty());
 }
 
 TEST(SetupPage, ThePageMayGoWhileItsDialogIsOpen) {

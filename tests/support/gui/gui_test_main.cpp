@@ -1,10 +1,10 @@
 // main of all tests that need Qt: an application without a display, a home and a settings store of their own,
 // and listeners that fail a test for an unexpected Qt warning or a window that it left behind.
 #include "MessageGuard.h"
+#include "StoredSettings.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QSettings>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QThreadPool>
@@ -16,7 +16,7 @@ namespace {
 
 class IsolationListener : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override {
-        QSettings().clear();
+        qorn::testing::storedSettings().clear();
         qorn::testing::MessageGuard::reset();
     }
 
