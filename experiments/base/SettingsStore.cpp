@@ -3,8 +3,6 @@
 #include <QCoreApplication>
 #include <QSettings>
 
-#include <utility>
-
 namespace qorn::timetagger::gui {
 namespace {
 

@@ -3,8 +3,8 @@
 // or in a home on the network, that is a second or more in which a window would stand. Here a thread of its
 // own does it, and what has been changed is seen at once by all who ask here.
 //
-// GUI thread only, as long as there is an application; its end waits for what is still to be written. Faults
-// are not told: what the file system does not take holds until the end of the program.
+// GUI thread only, as long as there is an application; its end waits for what is still to be written. That
+// the file system does not take a change is not told.
 #pragma once
 
 #include <QString>
@@ -26,7 +26,7 @@ public:
     // `otherwise` where nothing is stored under `key`.
     QVariant value(const QString& key, const QVariant& otherwise = {}) const;
     bool contains(const QString& key) const;
-    // All below `group`, without its name and the "/" behind it.
+    // All below the group, without its name and the "/" behind it.
     QVariantMap group(const QString& name) const;
 
     // Texts, numbers and flags, all in one step: whoever reads the file sees all of them or none. The file is
