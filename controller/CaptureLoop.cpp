@@ -21,14 +21,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kIdleSleep{2};
 
-// Bounds of the reader's queue, in tags.
-struct QueueRule {
-    std::size_t batches;
-    std::size_t least;
-};
-constexpr QueueRule kQueue{16, 131072};
-constexpr QueueRule kRecordingQueue{128, 8388608};
-
 timing::StreamFormat driverFormat(StreamChoice choice) {
     switch (choice) {
     case StreamChoice::Delta32:
@@ -170,7 +162,7 @@ void carryTags(timing::TagStreamReader& reader, std::size_t limit, TagFanOut& fa
         timing::TagStreamReader::Counts counts;
         std::exception_ptr failure = reader.take(pulled, limit, counts);
         const auto now = clock.now();
-        fanOut.noteDropped(counts.dropped);
+        fanOut.noteLosses(counts.dropped, counts.skipped_bytes);
         if (failure) {
             keepFirstFailure(failure, [&] {
                 fanOut.record(pulled, now);
@@ -194,7 +186,8 @@ void recordRemainder(timing::TagStreamReader& reader, std::size_t limit, TagFanO
                      TagFlowMeter& meter, LoopClock& clock) {
     const auto now = clock.now(); // the duration counts up to here, however slow the disk is
     std::vector<timing::TimeTag> pulled;
-    fanOut.noteDropped(reader.dropped());
+    const timing::TagStreamReader::Counts counts = reader.counts();
+    fanOut.noteLosses(counts.dropped, counts.skipped_bytes);
     while (fanOut.isRecording()) {
         reader.take(pulled, limit);
         if (pulled.empty()) {
@@ -230,7 +223,7 @@ void captureLoop(timing::Device& device, const CaptureRequest& request, relay::R
     const timing::StreamFileHeader header = configureStream(device, request);
     const auto start = clock.now();
     auto recording = TagRecording::start(request.recording, header, start);
-    const QueueRule& queueRule = recording ? kRecordingQueue : kQueue;
+    const QueueRule& queueRule = recording ? request.recordingQueue : request.queue;
     TagFanOut fanOut(std::move(recording), relay, events, request.batchSize, request.maxUiTagsPerSecond,
                      start);
     TagFlowMeter meter(events, start);

@@ -39,6 +39,12 @@ struct SourceDescription {
     void describeIn(timing::StreamFileHeader& header) const;
 };
 
+// The bound of the reader's queue: so many batches, but so many tags at least.
+struct QueueRule {
+    std::size_t batches;
+    std::size_t least;
+};
+
 struct CaptureRequest {
     QString mode; // "internal", anything else is external
     double internalRateHz = 0.0;
@@ -49,6 +55,8 @@ struct CaptureRequest {
     ClockRequest clock;
     StreamSettings stream;
     SourceDescription source;
+    QueueRule queue{16, 131072};            // without a recording
+    QueueRule recordingQueue{128, 8388608}; // a disk may lag for longer than a window
 
     quint8 channels() const { return channelMask == 0 ? quint8{15} : channelMask; }
 };

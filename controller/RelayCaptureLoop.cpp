@@ -69,6 +69,7 @@ void relayCaptureLoop(const relay::RelayEndpoint& endpoint, const CaptureRequest
     } catch (const std::exception&) {
         failure = std::current_exception();
     }
+    fanOut.noteLosses(0, source.skippedBytes);
     fanOut.flush();             // what came, before a failure too, came whole
     if (fanOut.isRecording()) { // the disk may take its time
         meter.pause(flow());

@@ -110,9 +110,11 @@ void TagFanOut::flush() {
     }
 }
 
-void TagFanOut::noteDropped(quint64 dropped) {
-    if (recording && dropped > noted) {
-        recording->noteLoss(kReaderStage, dropped - std::exchange(noted, dropped));
+void TagFanOut::noteLosses(quint64 dropped, quint64 unreadableBytes) {
+    if (recording) {
+        recording->noteLoss(kReaderStage, dropped - std::exchange(notedDropped, dropped));
+        recording->noteLoss(timing::kUnreadableStage,
+                            unreadableBytes - std::exchange(notedUnreadable, unreadableBytes));
     }
 }
 

@@ -53,8 +53,9 @@ public:
 
     // The counts of recording, relay and GUI; they balance.
     const UiTagFlow& flow() const { return counts; }
-    // So many tags in all were lost in the reader before those that come next: the recording tells of it.
-    void noteDropped(quint64 dropped);
+    // So many tags in all were lost in the reader before those that come next, and so many bytes of the
+    // stream were in no tag: the recording tells of both.
+    void noteLosses(quint64 dropped, quint64 unreadableBytes);
 
 private:
     void emitBatch();
@@ -69,8 +70,9 @@ private:
     LoopClock::TimePoint lastEmission;
     UiTimeTagBatch batch;
     UiTagFlow counts;
-    quint64 handed = 0; // tags, to the recording
-    quint64 noted = 0;  // tags lost in the reader that the recording knows of
+    quint64 handed = 0;       // tags, to the recording
+    quint64 notedDropped = 0; // of which the recording knows
+    quint64 notedUnreadable = 0;
 };
 
 } // namespace qorn::timetagger::gui

@@ -39,8 +39,9 @@ public:
     // False once the maximum duration has ended it: what is appended then is not recorded.
     bool isActive() const { return active; }
 
-    // So many tags were lost in the stage of that name (at most 64 bytes) behind those that were appended:
-    // the companion tells of it. Nothing for no tags, and behind the maximum duration.
+    // So many tags were lost in the stage of that name (at most 64 bytes) behind those that were appended, or
+    // bytes for timing::kUnreadableStage: the companion tells of it. Nothing for none, and behind the maximum
+    // duration.
     void noteLoss(std::string_view stage, std::uint64_t count);
 
     // The operator's stop: writes what is queued and closes the file. Throws the writer's failure.

@@ -9,6 +9,13 @@ namespace {
 constexpr std::array<const char*, 6> kEndNames{"open",     "operator", "duration",
                                                "rotation", "error",    "recovered"};
 
+std::uint64_t sumOf(const std::vector<RecordingLoss>& losses, bool unreadable) {
+    return std::accumulate(losses.begin(), losses.end(), std::uint64_t{0},
+                           [unreadable](std::uint64_t sum, const RecordingLoss& loss) {
+                               return sum + ((loss.stage == kUnreadableStage) == unreadable ? loss.count : 0);
+                           });
+}
+
 } // namespace
 
 const char* part_end_name(PartEnd end) {
@@ -24,8 +31,11 @@ std::optional<PartEnd> part_end_of(std::string_view name) {
 }
 
 std::uint64_t RecordingCompanion::lost() const {
-    return std::accumulate(losses.begin(), losses.end(), std::uint64_t{0},
-                           [](std::uint64_t sum, const RecordingLoss& loss) { return sum + loss.count; });
+    return sumOf(losses, false);
+}
+
+std::uint64_t RecordingCompanion::unreadable_bytes() const {
+    return sumOf(losses, true);
 }
 
 } // namespace qorn::timing

@@ -36,6 +36,9 @@ struct RecordSilence {
     bool operator==(const RecordSilence&) const = default;
 };
 
+// Of bytes of the stream in which no tag was found: `count` tells the bytes, and they stood near that record.
+inline constexpr std::string_view kUnreadableStage = "unreadable";
+
 // Tags that were lost ahead of this record, in the stage of that name, behind a tag of this time.
 struct RecordingLoss {
     std::uint64_t record = 0;
@@ -67,8 +70,12 @@ struct RecordingCompanion {
     std::vector<RecordSilence> silences;       // ascending
     std::uint64_t silences_untold = 0;         // behind kMostSilences: times hold from the next checkpoint on
     std::vector<RecordingLoss> losses;         // in order
+    // The first record that a recovery found in the file and of which no companion had told: from it on
+    // nothing shows whether bytes are those that were recorded, nor how long inputs were silent.
+    std::optional<std::uint64_t> unvouched_from;
 
-    std::uint64_t lost() const;
+    std::uint64_t lost() const;             // tags, of all stages but the unreadable
+    std::uint64_t unreadable_bytes() const; // of the stream
     bool operator==(const RecordingCompanion&) const = default;
 };
 

@@ -194,6 +194,12 @@ public:
     std::uint64_t count(const char* key, std::uint64_t most = kMostRecords) const {
         return number(member(key), key, most);
     }
+    // None where it is null or, in files of earlier versions, absent.
+    std::optional<std::uint64_t> optionalCount(const char* key, std::uint64_t most) const {
+        const auto found = root.find(key);
+        return found == root.end() || found->is_null() ? std::nullopt
+                                                       : std::optional(number(*found, key, most));
+    }
 
 private:
     const Json& root;
@@ -350,6 +356,8 @@ std::string companion_to_json(const RecordingCompanion& companion) {
               }));
     lines.add("silences_untold", companion.silences_untold);
     lines.add("losses", list(companion.losses, appendLoss));
+    lines.add("unvouched_from",
+              companion.unvouched_from ? std::to_string(*companion.unvouched_from) : "null");
     std::string json = std::move(lines.text);
     const std::uint32_t whole = crcOf(json);
     json += kCrcKey;
@@ -395,6 +403,7 @@ RecordingCompanion companion_from_json(std::string_view json) {
     checkTimes(companion);
     companion.silences_untold = from.count("silences_untold");
     companion.losses = losses(from.member("losses"), companion.records);
+    companion.unvouched_from = from.optionalCount("unvouched_from", companion.records);
     return companion;
 }
 

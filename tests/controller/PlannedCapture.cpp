@@ -3,8 +3,6 @@
 #include "StreamDecoder.h"
 #include "StreamHeaders.h"
 
-#include <QFile>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -56,6 +54,7 @@ CapturePlan::CapturePlan(unsigned seed) : random(seed) {
     maxDurationSeconds = oneIn(2) ? 1 : 0;
     diskFull = oneIn(8);
     hasRelay = oneIn(3);
+    rotateSeconds = oneIn(2) ? 1 : 0;
 }
 
 CaptureRequest CapturePlan::request(const QString& recordingPath) const {
@@ -64,7 +63,8 @@ CaptureRequest CapturePlan::request(const QString& recordingPath) const {
     request.stream.format = StreamChoice::Raw64;
     request.batchSize = batchSize;
     request.maxUiTagsPerSecond = maxUiTagsPerSecond;
-    request.recording = {recordingPath, 0, maxDurationSeconds};
+    request.recordingQueue = request.queue; // else tags are dropped only where a test has no time to get
+    request.recording = {recordingPath, rotateSeconds, maxDurationSeconds};
     return request;
 }
 
@@ -74,13 +74,8 @@ QString CapturePlan::recordingPath(const std::string& folder, unsigned seed) con
 }
 
 std::unique_ptr<qorn::testing::FileSizeLimit> CapturePlan::limitDisk() const {
-    constexpr rlim_t kSmallDisk = 4096; // bytes
+    constexpr rlim_t kSmallDisk = 16384; // bytes, with room for a companion
     return diskFull ? std::make_unique<qorn::testing::FileSizeLimit>(kSmallDisk) : nullptr;
-}
-
-void removeRecording(const QString& path) {
-    QFile::remove(path);
-    QFile::remove(path + QStringLiteral(".json"));
 }
 
 void Coverage::addFlow(const UiTagFlow& flow) {

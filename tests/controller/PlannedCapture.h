@@ -46,7 +46,8 @@ struct CapturePlan {
     std::size_t stopAtBatch = 0; // 0: when the stream is used up
     bool records = false;
     int maxDurationSeconds = 0;
-    bool diskFull = false; // behind some hundred tags
+    int rotateSeconds = 0;
+    bool diskFull = false; // behind some thousand tags of each part
     bool hasRelay = false;
 
     // As the loop gets it, with a recording to `recordingPath`, if any.
@@ -56,9 +57,6 @@ struct CapturePlan {
     // The room on the disk, while the result lives.
     std::unique_ptr<qorn::testing::FileSizeLimit> limitDisk() const;
 };
-
-// The file and its companion.
-void removeRecording(const QString& path);
 
 // How many runs came to what; a plan that never faults proves nothing.
 class Coverage {

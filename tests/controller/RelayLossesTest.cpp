@@ -1,4 +1,5 @@
 // That no tag of another host gets lost uncounted on its way through a capture.
+#include "CheckedRecording.h"
 #include "PlannedRelayCapture.h"
 #include "TemporaryFolder.h"
 
@@ -84,7 +85,9 @@ protected:
         }
         ASSERT_LE(flow.recording.recorded, kept.size());
         const Tags first(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(flow.recording.recorded));
-        EXPECT_TRUE(test::readRecording(run.recordingPath).tags == first);
+        EXPECT_TRUE(test::checkedRecording(run.recordingPath,
+                                           {flow, run.failure, run.plan.maxDurationSeconds > 0, kept}) ==
+                    first);
         test::removeRecording(run.recordingPath);
     }
 

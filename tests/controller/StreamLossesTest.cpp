@@ -1,7 +1,7 @@
 // That no tag gets lost uncounted on its way through a capture.
+#include "CheckedRecording.h"
 #include "FileSizeLimit.h"
 #include "PlannedCapture.h"
-#include "RecordingCompanionFile.h"
 #include "RelaySupport.h"
 #include "ScriptedDriver.h"
 #include "TagStreamReader.h"
@@ -84,22 +84,26 @@ protected:
         }
     }
 
-    static void checkRecording(const PlannedCapture& run, const UiTagFlow& flow) {
+    void checkRecording(const PlannedCapture& run, const UiTagFlow& flow) {
         if (run.recordingPath.isEmpty()) {
             EXPECT_EQ(flow.recording, UiTagFlow::Recording());
             return;
         }
         EXPECT_EQ(flow.recording.offered, flow.source.pulled);
         EXPECT_EQ(flow.recording.waiting, 0U);
-        const Tags recorded = test::readRecording(run.recordingPath).tags;
+        coverage.add("dropped ahead of a record", flow.source.dropped > 0);
+        coverage.add("rotated", test::partsOf(run.recordingPath).size() > 1);
+        const Tags all = wrapped(run.stream.decoded());
+        const Tags recorded = test::checkedRecording(
+            run.recordingPath, {flow, run.failure, run.plan.maxDurationSeconds > 0, all});
         EXPECT_EQ(flow.recording.recorded, recorded.size());
+        const std::int64_t missing = missingBefore(recorded, all);
+        ASSERT_GE(missing, 0);
         if (run.plan.diskFull) {
             test::removeRecording(run.recordingPath);
             return;
         }
         EXPECT_EQ(flow.recording.cut, 0U);
-        const std::int64_t missing = missingBefore(recorded, wrapped(run.stream.decoded()));
-        ASSERT_GE(missing, 0);
         EXPECT_LE(static_cast<quint64>(missing), flow.source.dropped);
         if (run.plan.maxDurationSeconds == 0) { // else it may be over before what is left at the stop
             EXPECT_EQ(flow.source.discarded, 0U) << "what was received before the end is recorded";
@@ -166,28 +170,19 @@ TEST_F(StreamLosses, AFileThatTakesNoMoreHoldsWhatIsCountedAsRecorded) {
     for (unsigned seed = 0; seed < test::kSeededRuns / 5; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         PlannedCapture run(seed, *server.get(), folder.path().string());
-        const std::string path = folder.file(("full" + std::to_string(seed) + ".qornts").c_str());
-        run.recordingPath = QString::fromStdString(path);
+        run.recordingPath =
+            QString::fromStdString(folder.file(("full" + std::to_string(seed) + ".qornts").c_str()));
         {
             const qorn::testing::FileSizeLimit limit(16384 + run.plan.random() % 2'000'000);
             run.run(device);
         }
         const UiTagFlow flow = run.events.flows.back();
         ASSERT_TRUE(flow.balances());
-        const std::size_t recorded = test::readRecording(run.recordingPath).tags.size();
-        EXPECT_EQ(flow.recording.recorded, recorded);
-        const auto companion = timing::read_companion(path);
-        ASSERT_TRUE(companion.has_value());
-        EXPECT_EQ(companion->records, recorded);
-        if (run.failure.starts_with("StreamFileWriter: ")) {
-            EXPECT_EQ(companion->error, run.failure);
-            if (flow.recording.afterEnd == 0) { // else what was dropped belongs to no recording
-                EXPECT_EQ(companion->lost(), flow.recording.cut + flow.source.dropped);
-            } else {
-                EXPECT_GE(companion->lost(), flow.recording.cut);
-            }
-            cut += flow.recording.cut > 0;
-        }
+        const Tags recorded =
+            test::checkedRecording(run.recordingPath, {flow, run.failure, run.plan.maxDurationSeconds > 0,
+                                                       wrapped(run.stream.decoded())});
+        EXPECT_EQ(flow.recording.recorded, recorded.size());
+        cut += flow.recording.cut > 0;
         driver->clearLog();
         if (HasFailure()) {
             return;

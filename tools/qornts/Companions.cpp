@@ -7,6 +7,7 @@
 #include "StreamFileReader.h"
 #include "TagWords.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -81,14 +82,47 @@ std::string misfit(const timing::RecordingCompanion& companion, const StreamFile
     return {};
 }
 
+namespace {
+
 std::string untoldSilences(const timing::RecordingCompanion& companion) {
-    if (companion.silences_untold == 0) {
-        return {};
-    }
     const std::uint64_t last = companion.silences.empty() ? 0 : companion.silences.back().record;
     return "behind record " + std::to_string(last) +
            " times are not known to the wrap: multiples of 14.3 s may be missing, for " +
            counted(companion.silences_untold, "silence") + " more were than could be told";
+}
+
+std::string unreadable(const timing::RecordingCompanion& companion) {
+    const auto first =
+        std::find_if(companion.losses.begin(), companion.losses.end(), [](const timing::RecordingLoss& loss) {
+            return loss.stage == timing::kUnreadableStage;
+        });
+    return counted(companion.unreadable_bytes(), "byte") +
+           " of the stream held no tag, the first near record " + std::to_string(first->record) +
+           ": tags of theirs are missing, and tags near them may be wrong";
+}
+
+std::string unvouched(const timing::RecordingCompanion& companion) {
+    const std::uint64_t from = *companion.unvouched_from;
+    return counted(companion.records - from, "record") + " from record " + std::to_string(from) +
+           " on came from a recovery: nothing vouches for them, and silences among them may be too short "
+           "by " +
+           "multiples of 14.3 s";
+}
+
+} // namespace
+
+std::vector<std::string> doubts(const timing::RecordingCompanion& companion) {
+    std::vector<std::string> all;
+    if (companion.silences_untold > 0) {
+        all.push_back(untoldSilences(companion));
+    }
+    if (companion.unreadable_bytes() > 0) {
+        all.push_back(unreadable(companion));
+    }
+    if (companion.unvouched_from.value_or(companion.records) < companion.records) {
+        all.push_back(unvouched(companion));
+    }
+    return all;
 }
 
 std::vector<std::string> reservations(const timing::RecordingCompanion& companion) {
@@ -96,9 +130,8 @@ std::vector<std::string> reservations(const timing::RecordingCompanion& companio
     if (const std::uint64_t lost = companion.lost(); lost > 0) {
         all.push_back(counted(lost, "tag") + (lost == 1 ? " was lost" : " were lost"));
     }
-    if (std::string untold = untoldSilences(companion); !untold.empty()) {
-        all.push_back(std::move(untold));
-    }
+    const std::vector<std::string> doubtful = doubts(companion);
+    all.insert(all.end(), doubtful.begin(), doubtful.end());
     return all;
 }
 

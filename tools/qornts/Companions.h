@@ -39,8 +39,8 @@ bool isOfFile(const timing::RecordingCompanion& companion, const StreamFileFacts
 // What a companion that fits does not tell, or tells of losses: parts of a sentence.
 std::vector<std::string> reservations(const timing::RecordingCompanion& companion);
 
-// The record behind which silences are not told, as a part of a sentence; empty when all are.
-std::string untoldSilences(const timing::RecordingCompanion& companion);
+// Those of them that let records or their times be doubted.
+std::vector<std::string> doubts(const timing::RecordingCompanion& companion);
 
 // What keeps the companion from being one of this file, as the rest of a sentence that names the companion;
 // empty when nothing does. Says nothing about the records themselves.

@@ -93,10 +93,13 @@ void addCompanions(Lines& lines, const std::vector<timing::RecordingCompanion>& 
         lines.add("first (ps)", std::to_string(filled->first_time_ps.value_or(0)));
     }
     std::uint64_t lost = 0;
+    std::uint64_t unreadable = 0;
     for (const timing::RecordingCompanion& companion : companions) {
         lost += companion.lost();
+        unreadable += companion.unreadable_bytes();
     }
     lines.addCount("lost", lost);
+    lines.addCount("unreadable (bytes)", unreadable);
     const timing::RecordingCompanion& last = companions.back();
     lines.add("ended", timing::part_end_name(last.end) + (last.error.empty() ? "" : ": " + last.error));
 }

@@ -52,8 +52,8 @@ void RecordingParts::warnOfTimes() {
     std::optional<std::size_t> earlier; // the last part with records
     for (std::size_t index = 0; index < partCompanions.size(); ++index) {
         const timing::RecordingCompanion& companion = partCompanions[index];
-        if (const std::string untold = untoldSilences(companion); !untold.empty()) {
-            partWarnings.push_back(files[index].string() + ": " + untold);
+        for (const std::string& doubt : doubts(companion)) {
+            partWarnings.push_back(files[index].string() + ": " + doubt);
         }
         if (!companion.first_time_ps) {
             continue;

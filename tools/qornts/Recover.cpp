@@ -7,6 +7,7 @@
 #include "RecordingCompanionFile.h"
 #include "RecordingTally.h"
 #include "RegularFile.h"
+#include "Remains.h"
 #include "TagWords.h"
 #include "Text.h"
 #include "Verify.h"
@@ -43,34 +44,6 @@ void requireFree(const fs::path& path) {
     if (fs::exists(fs::symlink_status(path))) {
         throw std::runtime_error(path.string() + ": there is such a file already; move it away first");
     }
-}
-
-// What there is to make a recording whole from.
-struct Remains {
-    StreamFileFacts file;
-    std::optional<timing::RecordingCompanion> last; // that can be used
-    std::string broken;                             // what is wrong with one that cannot
-
-    // That the companion tells of and the file does not have.
-    std::uint64_t missingRecords() const {
-        return last && last->records > file.wholeRecords() ? last->records - file.wholeRecords() : 0;
-    }
-    // Whether the companion holds what a new one will not.
-    bool keepsLast() const { return last ? !misfit(*last, file).empty() : !broken.empty(); }
-    bool isWhole() const {
-        return last && last->end != timing::PartEnd::Open && file.oddBytes() == 0 && !keepsLast();
-    }
-};
-
-// Of a file that nobody writes to.
-Remains remainsOf(const fs::path& path) {
-    Remains remains{streamFileFacts(path), std::nullopt, {}};
-    try {
-        remains.last = timing::read_companion(path);
-    } catch (const timing::CompanionFault& fault) {
-        remains.broken = fault.what();
-    }
-    return remains;
 }
 
 void warnOf(const fs::path& path, const Remains& remains) {
@@ -119,6 +92,9 @@ timing::RecordingCompanion companionOf(const timing::RecordingTally& tally, cons
     if (last) { // the tally finds such silences only at checkpoints
         made.silences_untold = last->silences_untold;
     }
+    if (remains.firstUnvouched() < made.records) {
+        made.unvouched_from = remains.firstUnvouched();
+    }
     return made;
 }
 
@@ -137,20 +113,30 @@ void writeCut(const timing::FileDescriptor& stream, const fs::path& kept, std::s
     }
 }
 
-// Puts the bytes behind the last whole record into a file of their own.
-void cutOff(const timing::FileDescriptor& stream, const fs::path& path, const StreamFileFacts& file) {
+// Puts a part of a record behind the whole ones into a file of its own, and leaves the records alone.
+void cutOff(const timing::FileDescriptor& stream, const fs::path& path, const Remains& remains) {
     const fs::path kept = cutPath(path);
-    const auto wholeBytes =
-        static_cast<off_t>(file.head.size() + file.wholeRecords() * timing::kTagWordBytes);
-    std::vector<std::uint8_t> bytes(file.oddBytes());
-    writeCut(stream, kept, bytes, wholeBytes);
-    if (::ftruncate(stream.get(), wholeBytes) != 0) {
+    if (remains.oddBytes > 0) {
+        std::vector<std::uint8_t> bytes(remains.oddBytes);
+        writeCut(stream, kept, bytes,
+                 static_cast<off_t>(remains.end() + remains.zeroWords * timing::kTagWordBytes));
+    }
+    if (::ftruncate(stream.get(), static_cast<off_t>(remains.end())) != 0) {
         const int reason = errno;
-        ::unlink(kept.c_str());
+        if (remains.oddBytes > 0) {
+            ::unlink(kept.c_str());
+        }
         failAt(path, reason);
     }
-    warn(path.string() + ": the last record was cut off: its " + counted(bytes.size(), "byte") + " now in " +
-         kept.string());
+    if (remains.oddBytes > 0) {
+        warn(path.string() + ": the last record was cut off: its " + counted(remains.oddBytes, "byte") +
+             " now in " + kept.string());
+    }
+    if (remains.zeroWords > 0) {
+        warn(path.string() + ": cut off behind record " + std::to_string(remains.file.wholeRecords()) + ": " +
+             counted(remains.zeroWords, "word") +
+             " of zeros, such as a crash of the machine leaves at the end of a file");
+    }
 }
 
 // What speaks against making the file whole as it is.
@@ -196,8 +182,8 @@ bool makeWhole(const fs::path& path, const timing::FileDescriptor& stream, const
         complain(path.string() + ": left as it is");
         return false;
     }
-    if (remains.file.oddBytes() > 0) {
-        cutOff(stream, path, remains.file);
+    if (remains.zeroWords + remains.oddBytes > 0) {
+        cutOff(stream, path, remains);
     }
     const timing::RecordingCompanion made = companionOf(tally, remains);
     replaceCompanion(path, made, remains.keepsLast());
@@ -219,7 +205,7 @@ bool recoverRecording(const fs::path& path) {
         complain(timing::companion_path(path).string() + " is of another file: its header is another");
         return false;
     }
-    if (remains.file.oddBytes() > 0) {
+    if (remains.oddBytes > 0) {
         requireFree(cutPath(path));
     }
     if (remains.keepsLast()) {
