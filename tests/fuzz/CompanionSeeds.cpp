@@ -66,6 +66,11 @@ void writeCompanions(CompanionFolder& folder) {
                             {20, 80'000'000'000'000, "reader", 1},
                             {48, Limits::max(), "file", std::uint64_t{1} << 53}};
     });
+    folder.write("recovered", [](RecordingCompanion& companion) {
+        companion.end = PartEnd::Recovered;
+        companion.unvouched_from = 20;
+        companion.losses = {{7, 80'000'000'000'000, "unreadable", 19}};
+    });
     folder.write("checkpoints", [&tags](RecordingCompanion& companion) {
         companion.spacing = 16;
         for (const std::size_t record : {16U, 32U}) {

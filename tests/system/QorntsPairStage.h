@@ -28,10 +28,16 @@ protected:
         tally.add(std::span(bytes).subspan(head));
         ASSERT_EQ(timing::write_companion(file(name), tally.companion(end)), std::nullopt);
     }
-    void expectFine(const std::string& name) {
+    // But for a reservation with these words, if any.
+    void expectFine(const std::string& name, const std::string& reservation = {}) {
         const ToolRun verified = run({"verify", name});
         EXPECT_EQ(verified.code, 0) << verified.errors;
-        EXPECT_EQ(verified.output, name + ": fine\n");
+        if (reservation.empty()) {
+            EXPECT_EQ(verified.output, name + ": fine\n");
+        } else {
+            EXPECT_TRUE(verified.output.starts_with(name + ": fine; ")) << verified.output;
+            EXPECT_NE(verified.output.find(reservation), std::string::npos) << verified.output;
+        }
         EXPECT_EQ(verified.errors, "");
     }
     // One fault at least, each in a line of its own that names the file, with `part` in one of them.

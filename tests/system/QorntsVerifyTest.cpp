@@ -278,5 +278,21 @@ TEST_F(QorntsVerify, ACompanionThatAgreesOnlyAtFirstIsLeftWhereItDoesNot) {
     EXPECT_TRUE(isOneErrorLine(exported.errors, "run.qornts.json does not agree with the records"));
 }
 
+TEST_F(QorntsVerify, TellsOfUnreadableStretches) {
+    record("run.qornts", some);
+    RecordingCompanion told = companionOf("run.qornts");
+    told.losses = {{2, 6 * kPairSecond, "unreadable", 19}, {4, 71 * kPairSecond, "unreadable", 1}};
+    setCompanion("run.qornts", told);
+    const std::string reservation =
+        "20 bytes of the stream held no tag, the first near record 2: tags of theirs are "
+        "missing, and tags near them may be wrong";
+    EXPECT_EQ(run({"verify", "run.qornts"}).output, "run.qornts: fine; " + reservation + '\n');
+    const ToolRun info = run({"info", "run.qornts"});
+    EXPECT_EQ(factsOf(info.output).at("lost"), "0");
+    EXPECT_EQ(factsOf(info.output).at("unreadable (bytes)"), "20");
+    EXPECT_TRUE(isOneErrorLine(info.errors, reservation));
+    EXPECT_TRUE(isOneErrorLine(run({"export", "run.qornts", "--csv", "out.csv"}).errors, reservation));
+}
+
 } // namespace
 } // namespace qorn::testing

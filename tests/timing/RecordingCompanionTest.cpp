@@ -33,6 +33,7 @@ RecordingCompanion sample() {
     companion.silences = {{1, 4}, {2, -2}, {70'000, 0}, {199'999, -1'288'000}};
     companion.silences_untold = 3;
     companion.losses = {{0, std::nullopt, "driver", 5}, {200'000, kLatest, "reader \"x\"", 1}};
+    companion.unvouched_from = 150'000;
     return companion;
 }
 
@@ -79,9 +80,27 @@ TEST(CompanionText, IsAsTheFormatSays) {
           "\"first_time_ps\":\"-9223372036854775808\",\n", "\"last_time_ps\":\"9223372036854775807\",\n",
           "\"checkpoints\":[[0,\"-9223372036854775808\",\"00000000\"],[65536,\"-1\",\"ffffffff\"],",
           "\"silences\":[1,4,1,-2,69998,0,129999,-1288000],\n",
-          "\"losses\":[[0,null,\"driver\",5],[200000,\"9223372036854775807\",\"reader \\\"x\\\"\",1]],\n"}) {
+          "\"losses\":[[0,null,\"driver\",5],[200000,\"9223372036854775807\",\"reader \\\"x\\\"\",1]],\n",
+          "\"unvouched_from\":150000,\n"}) {
         EXPECT_NE(json.find(line), std::string::npos) << line << " is not in\n" << json;
     }
+}
+
+TEST(CompanionText, OfAnEarlierVersionVouchesForAllRecords) {
+    const std::string json = replaced(companion_to_json(sample()), ",\n\"unvouched_from\":150000", "");
+    RecordingCompanion expected = sample();
+    expected.unvouched_from.reset();
+    EXPECT_EQ(companion_from_json(json), expected);
+}
+
+TEST(CompanionText, CountsUnreadableBytesApartFromTags) {
+    RecordingCompanion companion = sample();
+    companion.losses.push_back({200'000, kLatest, std::string(kUnreadableStage), 1000});
+    EXPECT_EQ(companion.lost(), 6U);
+    EXPECT_EQ(companion.unreadable_bytes(), 1000U);
+    EXPECT_EQ(sample().unreadable_bytes(), 0U);
+    EXPECT_NE(companion_to_json(companion).find("[200000,\"9223372036854775807\",\"unreadable\",1000]"),
+              std::string::npos);
 }
 
 TEST(CompanionText, HoldsTextsOfAnyBytes) {
@@ -121,6 +140,9 @@ TEST(CompanionText, ThatSaysWhatCannotBeIsRefused) {
         {"\"ended\":\"error\"", "\"ended\":5"},
         {"\"ended\":\"error\"", "\"Ended\":\"error\""},
         {"\"head_bytes\":400", "\"head_bytes\":-400"},
+        {"\"unvouched_from\":150000", "\"unvouched_from\":200001"},
+        {"\"unvouched_from\":150000", "\"unvouched_from\":-1"},
+        {"\"unvouched_from\":150000", "\"unvouched_from\":\"1\""},
         {"\"head_bytes\":400", "\"head_bytes\":400.5"},
         {"\"head_bytes\":400", "\"head_bytes\":1e300"},
         {"\"head_bytes\":400", "\"head_bytes\":99999999999"},
