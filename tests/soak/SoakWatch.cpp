@@ -12,7 +12,7 @@ namespace qorn::soak {
 namespace {
 
 constexpr qsizetype kKeptComplaints = 10;
-constexpr double kMostP99Ms = 250.0;     // of a rest's period, on a busy machine too
+constexpr double kMostP99Ms = 250.0;     // of the time between samples, on a busy machine too
 constexpr double kMostWaitMs = 3000.0;   // beyond that a window seems dead
 constexpr double kWarmUpSeconds = 300.0; // until fonts, caches and pools have been used once
 constexpr double kJudgedSeconds = 1200.0;
@@ -43,7 +43,7 @@ void SoakWatch::complain(const QString& text) {
     }
 }
 
-void SoakWatch::rest(double seconds) {
+void SoakWatch::takeWaits(double seconds) {
     const double p99 = probe.percentileMs(0.99);
     const double most = probe.percentileMs(1.0);
     worstP99Ms = std::max(worstP99Ms, p99);
@@ -55,12 +55,16 @@ void SoakWatch::rest(double seconds) {
         complain(QStringLiteral("at %1 s: an event waited %2 ms").arg(seconds).arg(most));
     }
     probe.clear();
+    std::fprintf(stderr, "%6.0f s: events waited %.1f ms (99 %%), %.0f at most\n", seconds, p99, most);
+}
+
+void SoakWatch::sample(double seconds) {
+    takeWaits(seconds);
     emptyPixmapCache();
     malloc_trim(0); // what is held now is in use
     const double resident = bench::residentMebibytes();
-    std::fprintf(stderr,
-                 "%6.0f s: %.1f MiB resident, %.1f allocated; events waited %.1f ms (99 %%), %.0f at most\n",
-                 seconds, resident, bench::allocatedMebibytes(), p99, most);
+    std::fprintf(stderr, "%6.0f s: %.2f MiB resident, %.2f allocated\n", seconds, resident,
+                 bench::allocatedMebibytes());
     if (seconds >= kWarmUpSeconds) {
         memory.push_back({seconds, resident});
     }

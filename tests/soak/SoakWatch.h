@@ -19,12 +19,13 @@ public:
     // Something that must not be; the first few are kept with their texts.
     void complain(const QString& text);
 
-    // The window rests: nothing measures and no tab is open. Memory is compared at these moments, `seconds`
-    // after the start, and how long the event loop let events wait since the last one is taken up; a line on
-    // stderr tells both.
-    void rest(double seconds);
+    // At moments that are alike, as when nothing measures and no tab is open: takes up the memory, which is
+    // compared between them, `seconds` after the start, and the waits of events. Lines on stderr tell both.
+    void sample(double seconds);
+    // How long the event loop let events wait since this was last called; too long is a complaint.
+    void takeWaits(double seconds);
 
-    // At the end: the growth over the rests, when they span long enough to tell.
+    // At the end: the growth over the samples, when they span long enough to tell.
     void judgeMemory();
 
     bool isClean() const { return complaints == 0; }

@@ -1,13 +1,19 @@
 // Drives the window for a time on the simulated instrument, with everything that an operator can do and with
-// faults: qorn_soak [--seconds S] [--seed N] [--rate TAGS/S]. Prints one JSON object and ends
-// with 1 when something was not as it must be: a lost or changed tag in a recording, a handle in two threads,
-// an event loop that stands still, growing memory, a measurement that does not end.
+// faults: qorn_soak [--seconds S] [--seed N] [--rate TAGS/S]; or, with --steady [--rotate S], without a pause
+// on tabs of every type that share one stream with logs, a recording and a relay receiver, and no faults.
+// Prints one JSON object and ends with 1 when something was not as it must be: a lost or changed tag in a
+// recording, a handle in two threads, an event loop that stands still, growing memory, a measurement that
+// does not end, or one that ends too early.
+//
+// What was recorded and what the instrument says it sent take 24 bytes a tag in the temporary folder. All of
+// it is kept until the end of a steady run: 17 GB an hour at the default rate.
 #include "ApplicationSetup.h"
+#include "BusyOperator.h"
 #include "HandleGuard.h"
 #include "IsolatedHome.h"
-#include "SoakOperator.h"
 #include "SoakScene.h"
 #include "SoakWatch.h"
+#include "SteadyOperator.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -15,6 +21,7 @@
 #include <QJsonDocument>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -38,15 +45,24 @@ int main(int argc, char** argv) {
                                         QStringLiteral("number"), QStringLiteral("1"));
     const QCommandLineOption rateOption(QStringLiteral("rate"), QStringLiteral("Tags/s of all inputs."),
                                         QStringLiteral("tags/s"), QStringLiteral("200000"));
-    parser.addOptions({secondsOption, seedOption, rateOption});
+    const QCommandLineOption steadyOption(QStringLiteral("steady"),
+                                          QStringLiteral("Everything measures from the start to the end."));
+    const QCommandLineOption rotateOption(QStringLiteral("rotate"),
+                                          QStringLiteral("Of a steady recording's parts, 0 for one file."),
+                                          QStringLiteral("s"), QStringLiteral("180"));
+    parser.addOptions({secondsOption, seedOption, rateOption, steadyOption, rotateOption});
     parser.process(application);
     bool isSeconds = false;
     bool isSeed = false;
     bool isRate = false;
+    bool isRotate = false;
     const double seconds = parser.value(secondsOption).toDouble(&isSeconds);
     const std::uint64_t seed = parser.value(seedOption).toULongLong(&isSeed);
     const double rate = parser.value(rateOption).toDouble(&isRate);
-    if (!isSeconds || !isSeed || !isRate || !(seconds > 0.0) || !(rate > 0.0)) {
+    const int rotateSeconds = parser.value(rotateOption).toInt(&isRotate);
+    const bool steady = parser.isSet(steadyOption);
+    if (!isSeconds || !isSeed || !isRate || !isRotate || !(seconds > 0.0) || !(rate > 0.0) ||
+        rotateSeconds < 0) {
         std::fprintf(stderr, "%s\n", qPrintable(parser.helpText()));
         return 1;
     }
@@ -54,7 +70,7 @@ int main(int argc, char** argv) {
     std::mt19937_64 random(seed);
     const QString truth = home.filePath(QStringLiteral("truth"));
     QFile scene(home.filePath(QStringLiteral("scene.json")));
-    const auto faults = static_cast<int>(seconds / 60.0 * kFaultsPerMinute);
+    const auto faults = steady ? 0 : static_cast<int>(seconds / 60.0 * kFaultsPerMinute);
     if (!scene.open(QIODevice::WriteOnly) || scene.write(soak::soakScene(rate, truth, faults, random)) <= 0) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(scene.fileName()));
         return 1;
@@ -67,13 +83,18 @@ int main(int argc, char** argv) {
     soak::SoakWatch watch;
     QJsonObject report;
     {
-        soak::SoakOperator worker(watch, truth, random());
-        QObject::connect(&worker, &soak::SoakOperator::finished, &application, [] {
+        std::unique_ptr<soak::SoakOperator> worker;
+        if (steady) {
+            worker = std::make_unique<soak::SteadyOperator>(watch, truth, random(), rotateSeconds);
+        } else {
+            worker = std::make_unique<soak::BusyOperator>(watch, truth, random());
+        }
+        QObject::connect(worker.get(), &soak::SoakOperator::finished, &application, [] {
             QCoreApplication::exit(0);
         }); // to quit would close the window with its question
-        worker.work(seconds);
+        worker->work(seconds);
         QApplication::exec();
-        report = worker.report();
+        report = worker->report();
     }
     if (guard.violations() > 0) {
         watch.complain(QStringLiteral("%1 calls met another one in their handle, first %2")
