@@ -172,12 +172,15 @@ const Json& array(const Json& value, std::string_view key, std::size_t most) {
 }
 
 Json parsed(std::string_view json) {
-    constexpr int kKeptDepth = 3;
-    std::optional<Json> root = detail::parse_bounded_object(json, kKeptDepth);
-    if (!root) {
-        throw CompanionFault("is no JSON object of such a file");
+    // Full lists make up half of the values, above all by the two of each silence; the others are for keys of
+    // later versions.
+    constexpr detail::JsonBounds kBounds{.kept_depth = 3,
+                                         .most_values = 4 * RecordingCompanion::kMostSilences};
+    try {
+        return detail::parse_bounded_object(json, kBounds);
+    } catch (const detail::JsonFault& fault) {
+        throw CompanionFault(fault.what());
     }
-    return std::move(*root);
 }
 
 class Members {

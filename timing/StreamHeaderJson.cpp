@@ -5,7 +5,6 @@
 #include <array>
 #include <cctype>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -69,12 +68,13 @@ std::string tagFormat(const Json& object) {
 }
 
 Json parsed(std::string_view json) {
-    constexpr int kKeptDepth = 2;
-    std::optional<Json> root = parse_bounded_object(json, kKeptDepth);
-    if (!root) {
-        throw HeaderFault("the header is no JSON object of such a file");
+    // Headers of ours hold 16 values; the others are for keys of later versions.
+    constexpr JsonBounds kBounds{.kept_depth = 2, .most_values = 4096};
+    try {
+        return parse_bounded_object(json, kBounds);
+    } catch (const JsonFault& fault) {
+        throw HeaderFault(std::string("the header ") + fault.what());
     }
-    return std::move(*root);
 }
 
 } // namespace

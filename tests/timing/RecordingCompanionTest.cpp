@@ -2,6 +2,8 @@
 #include "RecordingCompanionFile.h"
 
 #include "Crc32.h"
+#include "LargeJson.h"
+#include "ProcessorTime.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -238,6 +240,41 @@ TEST(CompanionText, OfAnyDepthIsRefused) {
     EXPECT_NE(faultOf(deep), "");
     EXPECT_NE(faultOf(sealed("{\"silences\":" + deep)), "");
     EXPECT_NE(faultOf(sealed("{\"x\":" + std::string(1000, '[') + std::string(1000, ']'))), "");
+}
+
+TEST(CompanionText, OfManyValuesIsReadOrRefusedAtOnceWithThePlace) {
+    constexpr std::size_t kBytes = 1'000'000;
+    constexpr double kMostSeconds = 5; // it takes some hundredths of one
+    const std::string json = companion_to_json(sample());
+    const std::string losses = json.substr(json.find("\"losses\":"));
+    const auto withLosses = [&](const std::string& values) {
+        return replaced(json, losses.substr(0, losses.rfind(",\n")), "\"losses\":" + values);
+    };
+    const auto withMore = [&](const std::string& values) {
+        return replaced(json, "\"schema_version\":1", "\"schema_version\":1,\"more\":" + values);
+    };
+    for (const char* element : {"{}", "[]", "[0]", "[0,null,\"reader\",1]"}) {
+        const std::string list = testing::jsonListOf(element, kBytes);
+        EXPECT_LT(testing::threadSecondsOf([&] {
+                      EXPECT_EQ(faultOf(withLosses(list)),
+                                "has a \"losses\" that is no list of at most 1024");
+                      EXPECT_EQ(faultOf(withMore(list)), "");
+                      EXPECT_EQ(faultOf(withMore('[' + list + ']')), "");
+                  }),
+                  kMostSeconds)
+            << element;
+    }
+}
+
+TEST(CompanionText, OfMoreThanAMillionValuesIsRefusedWithThePlace) {
+    const std::string json = companion_to_json(sample());
+    constexpr std::size_t kBytes = kMostCompanionBytes - 10'000;
+    for (const std::string& values : {testing::jsonListOf("{}", kBytes), testing::jsonListOf("[0]", kBytes),
+                                      testing::jsonListOf("0", kBytes), testing::jsonObjectOfKeys(kBytes)}) {
+        const std::string fault =
+            faultOf(replaced(json, "\"schema_version\":1", "\"schema_version\":1,\"more\":" + values));
+        EXPECT_TRUE(fault.starts_with("holds more than 1048576 values, near byte ")) << fault;
+    }
 }
 
 class CompanionFile : public ::testing::Test {

@@ -2,6 +2,8 @@
 #include "StreamFileReader.h"
 
 #include "Error.h"
+#include "LargeJson.h"
+#include "ProcessorTime.h"
 #include "StreamFileReading.h"
 #include "StreamFiles.h"
 #include "TagGenerator.h"
@@ -171,6 +173,28 @@ TEST_F(FileHead, DeepNestingWhereItDoesNotMatterDoesNoHarm) {
     } catch (const Error& error) { // a limit is as good
         EXPECT_EQ(error.status(), -1);
     }
+}
+
+TEST_F(FileHead, AMegabyteOfValuesIsRefusedAtOnceWithThePlace) {
+    constexpr std::size_t kBytes = 1'040'000;
+    constexpr double kMostSeconds = 5; // it takes some milliseconds
+    for (const std::string& values :
+         {testing::jsonListOf("{}", kBytes), testing::jsonListOf("[0]", kBytes),
+          testing::jsonListOf("0", kBytes), testing::jsonListOf(R"({"a":{"b":{"c":{}}}})", kBytes),
+          testing::jsonObjectOfKeys(kBytes)}) {
+        Bytes bytes = testing::streamFileHead(HeaderText().set("later", values).json());
+        testing::appendBytes(bytes, oneTag());
+        std::optional<Error> error;
+        EXPECT_LT(testing::threadSecondsOf([&] { error = errorOfOpening(bytes); }), kMostSeconds);
+        ASSERT_TRUE(error.has_value()) << values.substr(0, 40);
+        EXPECT_TRUE(std::string(error->what())
+                        .starts_with("StreamFileReader: " + path +
+                                     ": the header holds more than 4096 values, near byte "))
+            << error->what();
+    }
+    const std::string unkept = "[[" + testing::jsonListOf("{}", kBytes) + "]]";
+    EXPECT_LT(testing::threadSecondsOf([&] { expectAccepted(HeaderText().set("later", unkept).json()); }),
+              kMostSeconds);
 }
 
 TEST_F(FileHead, SyntaxErrorsAreRefused) {
