@@ -123,6 +123,7 @@ private:
 
 constexpr double kFastestHz = 2e8;
 constexpr double kLongestPs = 1e12;
+constexpr std::size_t kMostUnits = 8;
 
 ClockShape readClock(Members& members) {
     ClockShape clock;
@@ -379,14 +380,14 @@ Scene loadScene(std::string_view json) {
     scene.durationS = members.number("duration_s", 0, 0, 1e6);
     std::set<std::string> serials;
     const SceneNode& units = members.required("units");
+    if (units.array().size() > kMostUnits) {
+        units.refuse("must hold at most eight units");
+    }
     for (const SceneNode& node : units.array()) {
         const UnitSpec& unit = scene.units.emplace_back(readUnit(node, scene.units.size()));
         if (!serials.insert(unit.serial).second) {
             node.refuse("has the serial of another unit");
         }
-    }
-    if (scene.units.size() > 8) {
-        units.refuse("must hold at most eight units");
     }
     members.finish();
     return scene;

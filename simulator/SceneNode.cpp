@@ -11,7 +11,10 @@ namespace qorn::simulator {
 
 namespace {
 
+// No scene of a sense comes near these; together they keep looking for a key and holding the paths cheap.
 constexpr std::size_t kDeepestNesting = 16;
+constexpr std::size_t kMostKeys = 64; // in one object
+constexpr std::size_t kMostKeyBytes = 64;
 
 [[noreturn]] void refuseAt(std::size_t line, const std::string& path, const std::string& what) {
     throw SceneError("line " + std::to_string(line) + (path.empty() ? "" : ", key \"" + path + "\"") + ": " +
@@ -79,6 +82,13 @@ public:
 
     bool key(std::string& name) {
         SceneNode& object = *openNodes.back();
+        if (name.size() > kMostKeyBytes) {
+            refuseAt(cursor.line, object.path(),
+                     "holds a key of more than " + std::to_string(kMostKeyBytes) + " bytes");
+        }
+        if (object.elements().size() == kMostKeys) {
+            refuseAt(cursor.line, object.path(), "holds more than " + std::to_string(kMostKeys) + " keys");
+        }
         pendingKey = name;
         keyLine = cursor.line;
         if (object.find(name) != nullptr) {

@@ -1,3 +1,5 @@
+#include "LargeJson.h"
+#include "ProcessorTime.h"
 #include "SceneLoader.h"
 #include "SceneNode.h"
 #include "SceneRun.h"
@@ -41,7 +43,7 @@ std::ostream& operator<<(std::ostream& out, const BadScene& bad) {
     return out << bad.name;
 }
 
-class BadScenes : public testing::TestWithParam<BadScene> {};
+class BadScenes : public ::testing::TestWithParam<BadScene> {};
 
 TEST_P(BadScenes, AreRefusedWithTheLineAndTheKey) {
     const std::string refusal = refusalOf(GetParam().json);
@@ -50,7 +52,7 @@ TEST_P(BadScenes, AreRefusedWithTheLineAndTheKey) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, BadScenes,
-    testing::Values(
+    ::testing::Values(
         BadScene{"Empty", "", "line 1: is no valid JSON"}, //
         BadScene{"NoObject", "[]", "line 1: must be an object"},
         BadScene{"NoUnits", "{\n}", "line 1: lacks the key \"units\""},
@@ -141,6 +143,10 @@ INSTANTIATE_TEST_SUITE_P(
                  "line 2, key \"units[0].faults.start_mid_record\": must be true or false"},
         BadScene{"TooManyUnits", "{\n\"units\": [{},{},{},{},{},{},{},{},{}]}",
                  "line 2, key \"units\": must hold at most eight units"},
+        BadScene{"TooManyKeys", "{\n\"units\": [\n" + testing::jsonObjectOfKeys(2000) + "]}",
+                 "line 3, key \"units[0]\": holds more than 64 keys"},
+        BadScene{"KeyTooLong", "{\n\"units\": [\n{\"" + std::string(65, 'k') + "\": 1}]}",
+                 "line 3, key \"units[0]\": holds a key of more than 64 bytes"},
         BadScene{"TooDeep", "{\n\"units\": [[[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]]]}",
                  "line 2, key \"units[0]"}),
     [](const auto& row) { return std::string(row.param.name); });
@@ -177,6 +183,18 @@ TEST(SceneLoader, ReadsCommentsAndDefaults) {
     EXPECT_TRUE(scene.units[0].sources.empty());
     EXPECT_TRUE(scene.units[0].reference.present);
     EXPECT_FALSE(scene.units[0].faults.unplugAfterS.has_value());
+}
+
+TEST(SceneLoader, RefusesAMegabyteOfValuesSoon) {
+    constexpr std::size_t kBytes = 1'000'000;
+    constexpr double kMostSeconds = 3; // the slowest takes a quarter of one
+    const std::string numbers = testing::jsonListOf("0", kBytes);
+    for (const std::string& scene :
+         {testing::jsonObjectOfKeys(kBytes), "{\"units\":" + testing::jsonListOf("{}", kBytes) + "}",
+          "{\"" + std::string(2000, 'k') + "\":" + numbers + "}", "{\"units\":[],\"x\":" + numbers + "}"}) {
+        EXPECT_LT(testing::threadSecondsOf([&] { EXPECT_NE(refusalOf(scene), "none"); }), kMostSeconds)
+            << scene.substr(0, 40);
+    }
 }
 
 // The pieces of the documentation between ```json and ```.

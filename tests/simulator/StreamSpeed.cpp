@@ -1,22 +1,16 @@
 // Measures how much of a core the simulated instrument takes for its tag streams: tags per second of
 // processor time, for a scene that repeats a prepared block and for one that makes every pulse anew.
 #include "Instrument.h"
+#include "ProcessorTime.h"
 #include "SceneLoader.h"
 
 #include <cstdio>
-#include <ctime>
 #include <string>
 #include <vector>
 
 namespace {
 
 using namespace qorn::simulator;
-
-double processorSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 struct Case {
     const char* name;
@@ -40,11 +34,11 @@ void measure(const Case& what) {
     instrument.startStream(true, 0);
     std::vector<std::uint8_t> bytes(std::size_t{1} << 20);
     std::size_t total = 0;
-    const double before = processorSeconds();
+    const double before = qorn::testing::threadSeconds();
     while (const std::size_t count = instrument.readStream(bytes, std::chrono::milliseconds(0), [] {})) {
         total += count;
     }
-    const double took = processorSeconds() - before;
+    const double took = qorn::testing::threadSeconds() - before;
     std::printf("%-28s %6.1f million tags/s of a core, %5.0f MB/s\n", what.name,
                 4 * what.rateHz * kSeconds / took * 1e-6, static_cast<double>(total) / took * 1e-6);
 }
