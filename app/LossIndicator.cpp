@@ -9,13 +9,23 @@
 #include <QPainter>
 #include <QStyleOptionFocusRect>
 
+#include <algorithm>
+#include <utility>
+
 namespace qorn::timetagger::gui {
 namespace {
 
 constexpr int kMostCharacters = 100;
+constexpr std::size_t kMostCaptures = 16; // remembered: far more than can have reports on their way
 
 bool opens(const QKeyEvent& event) {
     return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter || event.key() == Qt::Key_Space;
+}
+
+// By how much a count is above what was told, which it becomes.
+quint64 growth(quint64& told, quint64 count) {
+    const quint64 before = std::exchange(told, std::max(told, count));
+    return told - before;
 }
 
 } // namespace
@@ -31,24 +41,25 @@ LossIndicator::LossIndicator(QWidget* parent) : ElidedLabel(QString(), 0, kMostC
 }
 
 void LossIndicator::takeFlow(const UiTagFlow& counts) {
-    if (counts.capture != flow.capture) {
-        for (Loss* loss : {&lost, &notShown, &skippedBytes}) {
-            loss->beginCapture();
-        }
-        leftOut = {unreadLeftOut(), 0, 0};
-        leftOutRead = false;
+    Told& before = told[counts.capture];
+    unread.lost += growth(before.lost, counts.source.dropped);
+    unread.notShown += growth(before.notShown, counts.gui.backlog);
+    unread.skippedBytes += growth(before.skippedBytes, counts.source.skippedBytes);
+    if (!before.leftOutRead) {
+        unread.leftOut += growth(before.leftOut, counts.gui.thinned);
     }
-    flow = counts;
-    lost.count = counts.source.dropped;
-    notShown.count = counts.gui.backlog;
-    skippedBytes.count = counts.source.skippedBytes;
-    leftOut.count = counts.gui.thinned;
+    if (told.size() > kMostCaptures) {
+        told.erase(told.begin());
+    }
+    if (counts.capture >= flow.capture) {
+        flow = counts;
+    }
     refresh();
 }
 
 void LossIndicator::takeRelayLosses(quint64 tags) {
-    if (tags != notRelayed.count) {
-        notRelayed.count = tags;
+    if (const quint64 more = growth(relayTold, tags); more > 0) {
+        unread.notRelayed += more;
         refresh();
     }
 }
@@ -130,9 +141,9 @@ void LossIndicator::showDetails() {
     box->show();
     box->raise();
     box->activateWindow();
-    leftOutRead = leftOutRead || unreadLeftOut() > 0;
-    for (Loss* loss : {&lost, &notRelayed, &notShown, &skippedBytes, &leftOut}) {
-        loss->markRead();
+    unread = {};
+    for (auto& [capture, counts] : told) {
+        counts.leftOutRead = counts.leftOut > 0;
     }
     refresh();
 }

@@ -12,6 +12,8 @@
 
 #include <QPointer>
 
+#include <map>
+
 class QMessageBox;
 
 namespace qorn::timetagger::gui {
@@ -22,15 +24,17 @@ public:
     explicit LossIndicator(QWidget* parent = nullptr);
 
     // Tags of which the operator has not read yet.
-    quint64 unreadLost() const { return lost.unread(); }
-    quint64 unreadNotRelayed() const { return notRelayed.unread(); }
-    quint64 unreadNotShown() const { return notShown.unread(); }
-    quint64 unreadSkippedBytes() const { return skippedBytes.unread(); }
+    quint64 unreadLost() const { return unread.lost; }
+    quint64 unreadNotRelayed() const { return unread.notRelayed; }
+    quint64 unreadNotShown() const { return unread.notShown; }
+    quint64 unreadSkippedBytes() const { return unread.skippedBytes; }
     // Tags that exceed the rate of the plots. Once that was read, none of that capture.
-    quint64 unreadLeftOut() const { return leftOutRead ? 0 : leftOut.unread(); }
+    quint64 unreadLeftOut() const { return unread.leftOut; }
 
 public Q_SLOTS:
-    // The newest counts of a capture. A new capture adds its losses to what was not read of those before.
+    // The newest counts of a capture, which is later than another one of a lower number. A new capture adds
+    // its losses to what was not read of those before; so does a late report of an earlier one by what it
+    // newly tells.
     void takeFlow(const qorn::timetagger::gui::UiTagFlow& counts);
     // The tags that the relay server has lost in all, whatever is captured.
     void takeRelayLosses(quint64 tags);
@@ -43,27 +47,30 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    // A loss over several captures, of each of which the count only grows.
-    struct Loss {
-        quint64 before = 0; // of earlier captures, not read
-        quint64 count = 0;  // of this one
-        quint64 read = 0;   // of that
-        quint64 unread() const { return before + count - read; }
-        void beginCapture() { *this = {unread(), 0, 0}; }
-        void markRead() { *this = {0, count, count}; }
+    struct Unread {
+        quint64 lost = 0;
+        quint64 notRelayed = 0;
+        quint64 notShown = 0;
+        quint64 skippedBytes = 0;
+        quint64 leftOut = 0;
+    };
+    // What a capture has told so far. Its counts only grow.
+    struct Told {
+        quint64 lost = 0;
+        quint64 notShown = 0;
+        quint64 skippedBytes = 0;
+        quint64 leftOut = 0;
+        bool leftOutRead = false;
     };
 
     void refresh();
     QString flagText() const;
     QString detailsText() const;
 
-    UiTagFlow flow;
-    Loss lost;
-    Loss notRelayed;
-    Loss notShown;
-    Loss skippedBytes;
-    Loss leftOut;
-    bool leftOutRead = false; // in this capture
+    UiTagFlow flow; // of the latest capture
+    Unread unread;
+    std::map<quint64, Told> told; // by the last captures
+    quint64 relayTold = 0;
     QPointer<QMessageBox> box;
 };
 

@@ -175,9 +175,67 @@ TEST_F(Losses, TheNextCaptureAddsToWhatWasNotRead) {
     EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 2"));
 }
 
+// The last report of a capture waits for its batches; the first one of the next waits for none.
+TEST_F(Losses, ALateReportOfAnEarlierCaptureCountsOnlyWhatItNewlyTells) {
+    flag.takeFlow(flowOf(1, 5, 2));
+    flag.takeFlow(flowOf(2, 0, 0));
+    flag.takeFlow(flowOf(1, 5, 2));
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 5, not shown: 2"));
+    flag.takeFlow(flowOf(2, 1, 0));
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 6, not shown: 2"));
+    flag.takeFlow(flowOf(1, 8, 3));
+    flag.takeFlow(flowOf(2, 1, 0));
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 9, not shown: 3"));
+    flag.takeFlow(flowOf(4, 0, 0));
+    flag.takeFlow(flowOf(3, 10, 0)); // its only report
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 19, not shown: 3"));
+}
+
+TEST_F(Losses, ALateReportOfAnEarlierCaptureLeavesTheCountsOfThePresentOne) {
+    flag.takeFlow(flowOf(1, 5, 0));
+    const UiTagFlow present = flowOf(2, 3, 0);
+    flag.takeFlow(present);
+    UiTagFlow late = flowOf(1, 7, 0);
+    late.ended = true;
+    flag.takeFlow(late);
+    flag.showDetails();
+    EXPECT_TRUE(box()->text().contains(QStringLiteral("10 time tags were lost")));
+    EXPECT_TRUE(box()->text().endsWith(tagFlowText(present)));
+    flag.takeFlow(late);
+    flag.takeFlow(present);
+    EXPECT_FALSE(flag.isVisible()) << "all of it was read";
+    late.source.dropped = 8;
+    flag.takeFlow(late);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 1"));
+}
+
+TEST_F(Losses, WhatPlotsLeaveOutIsAWarningOnceInACaptureAlsoWhenReportsAreLate) {
+    UiTagFlow first = flowOf(1, 0, 0);
+    first.gui.thinned = 77;
+    flag.takeFlow(first);
+    flag.showDetails();
+    UiTagFlow second = flowOf(2, 0, 0);
+    flag.takeFlow(second);
+    first.gui.thinned = 100;
+    flag.takeFlow(first);
+    EXPECT_FALSE(flag.isVisible()) << "that was read";
+    second.gui.thinned = 5;
+    flag.takeFlow(second);
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags left out of plots: 5"));
+}
+
+TEST_F(Losses, AreCountedOverAnyNumberOfCaptures) {
+    for (quint64 capture = 1; capture <= 1000; ++capture) {
+        flag.takeFlow(flowOf(capture, 2, 0));
+        flag.takeFlow(flowOf(capture - 1, 2, 0));
+    }
+    EXPECT_EQ(flag.text(), QStringLiteral("Tags lost: 2002")) << "capture 0 too";
+}
+
 TEST_F(Losses, AKeyOpensTheCountsToo) {
+    quint64 capture = 0;
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space}) {
-        flag.takeFlow(flowOf(key, 1, 0));
+        flag.takeFlow(flowOf(++capture, 1, 0));
         flag.setFocus();
         QTest::keyClick(&flag, Qt::Key_A);
         EXPECT_TRUE(flag.isVisible());
