@@ -182,6 +182,8 @@ void MeasurementScheduler::switchTo(ExperimentTab* tab) {
 }
 
 void MeasurementScheduler::startIdle(ExperimentTab* tab) {
+    clearRunningConsumers(
+        true); // of an acquisition that has ended, whose word would find the next one running
     const bool streaming = port.hasRelay() || tab->requiresTagStreaming();
     tellEngine(tab, !streaming);
     Q_EMIT experimentActivated(tab);

@@ -232,17 +232,44 @@ TEST(SchedulerSwitch, AStopTakesAQueuedTabOutOfTheQueue) {
     EXPECT_EQ(stage.scheduler.runningExperiment(), nullptr);
 }
 
+// An acquisition has ended by itself, and its word waits behind batches.
 TEST(SchedulerSwitch, TheLateWordOfAnEarlierAcquisitionLeavesTheNewOneAlone) {
     HardwareStage stage;
-    stage.port.capturing = false; // it has ended, and its word is on the way
+    stage.port.capturing = false;
     stage.scheduler.startExperiment(stage.second.get());
     ASSERT_TRUE(stage.port.capturing);
+    EXPECT_EQ(stage.first->events, texts({"stop"})) << "that word will not reach it";
+    EXPECT_FALSE(stage.first->isRunning());
     stage.scheduler.onCaptureStopped();
     EXPECT_EQ(stage.second->events, texts({"start"}));
     EXPECT_TRUE(stage.second->isRunning());
     EXPECT_EQ(stage.scheduler.runningExperiment(), stage.second.get());
     stage.finish();
     EXPECT_EQ(stage.second->events, texts({"start", "stop"}));
+    EXPECT_EQ(stage.first->events, texts({"stop"}));
+}
+
+TEST(SchedulerSwitch, AllTabsOfAnEarlierAcquisitionAreStoppedBeforeTheNewOneStarts) {
+    SchedulerStage stage;
+    const auto first = stage.makeTab("A");
+    const auto second = stage.makeTab("B");
+    const auto third = stage.makeTab("C");
+    stage.scheduler.startExperiment(first.get());
+    stage.scheduler.startExperiment(second.get());
+    stage.scheduler.startExperiment(third.get());
+    stage.port.capturing = false;
+    stage.takeCalls();
+    stage.scheduler.startExperiment(second.get());
+    EXPECT_EQ(stage.takeCalls(), texts({kStreamCall}));
+    EXPECT_EQ(first->events, texts({"start", "stop"}));
+    EXPECT_EQ(second->events, texts({"start", "stop", "start"}));
+    EXPECT_EQ(third->events, texts({"start", "stop"}));
+    EXPECT_FALSE(first->isRunning());
+    EXPECT_TRUE(second->isRunning());
+    EXPECT_FALSE(third->isRunning());
+    EXPECT_EQ(stage.scheduler.runningConsumerCount(), 1);
+    stage.scheduler.onCaptureStopped();
+    EXPECT_TRUE(second->isRunning());
 }
 
 TEST(SchedulerSwitch, AQueuedTabThatIsDeletedIsForgotten) {
