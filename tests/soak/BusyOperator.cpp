@@ -4,10 +4,10 @@
 #include "DeviceController.h"
 #include "ExperimentTab.h"
 #include "MeasurementScheduler.h"
+#include "Rubbish.h"
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDir>
 
 #include <algorithm>
 
@@ -162,7 +162,7 @@ void BusyOperator::toggleLog() {
     if (ExperimentTab* tab = anyTab()) {
         if (tab->isLogOpen()) {
             tab->stopLog();
-            QDir(window.logFolder(QLatin1String(kLogs))).removeRecursively();
+            throwAway(window.logFolder(QLatin1String(kLogs)));
         } else {
             window.startLog(tab, QLatin1String(kLogs));
         }

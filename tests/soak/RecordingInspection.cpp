@@ -1,6 +1,7 @@
 #include "RecordingInspection.h"
 
 #include "DeviceController.h"
+#include "Rubbish.h"
 
 #include <QDir>
 
@@ -38,7 +39,7 @@ void RecordingInspection::onCaptureStopped() {
     }
     if (controller.isCapturing()) { // the next one has begun: its truth is another
         ++uncheckedRecordings;
-        QDir(folder).removeRecursively();
+        throwAway(folder);
         folder.clear();
         return;
     }
