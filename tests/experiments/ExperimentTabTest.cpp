@@ -28,6 +28,9 @@ constexpr const char* kStop = "Stop (Play starts a fresh acquisition)";
 constexpr const char* kReset = "Reset measurement (clear displayed accumulators without stopping the stream)";
 constexpr const char* kRecordOn = "Complete time-tag recording enabled for the next acquisition";
 constexpr const char* kRecordOff = "Complete time-tag recording disabled for the next acquisition";
+constexpr const char* kDragZoom =
+    "On: left-drag zooms the dominant axis (mostly horizontal = X, mostly vertical = "
+    "Y). Off: left-drag pans. Right-drag always pans.";
 const QString kRecordKey = QStringLiteral("measurement/probe/timeTagsEnabled");
 
 bool isEnabled(const QWidget& toolbar, const char* toolTip) {
@@ -80,9 +83,7 @@ TEST(ExperimentTab, ToolbarHasItsActionsInOrder) {
               texts({kPlay, kPause, kStop, kReset, "|", "Save plot image", "Save displayed plot data",
                      "Load saved plot data", kRecordOff,
                      "Start writing a continuous .csv log for this measurement", "Plot settings", "<>", "|",
-                     "On: left-drag zooms the dominant axis (mostly horizontal = X, mostly vertical = "
-                     "Y). Off: left-drag pans. Right-drag always pans.",
-                     "Fit all data (or double-click the plot)", "Type in exact axis limits",
+                     kDragZoom, "Fit all data (or double-click the plot)", "Type in exact axis limits",
                      "Show this plot in the split view (multiple plots side by side)"}));
 }
 

@@ -353,6 +353,7 @@ TEST(WindowConnect, RefreshScansAgain) {
     WindowStage stage;
     stage.openWindow();
     QAbstractButton* refresh = findButton(stage.window().setupPage(), QStringLiteral("Refresh"));
+    ASSERT_NE(refresh, nullptr);
     ASSERT_TRUE(waitUntil([refresh] { return refresh->isEnabled(); }));
     const QSignalSpy scans(&stage.controller(), &gui::DeviceController::devicesDiscovered);
     QTest::mouseClick(refresh, Qt::LeftButton);

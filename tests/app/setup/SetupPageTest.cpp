@@ -510,7 +510,7 @@ TEST(SetupPage, FitsTheSmallestWindowAndStaysCentredInALargeOne) {
         EXPECT_EQ(scroll->horizontalScrollBar()->maximum(), 0) << size.width();
         const auto* card = stage.page.findChild<QFrame*>(QStringLiteral("Card"));
         const QPoint middle = card->mapTo(&stage.page, card->rect().center());
-        EXPECT_NEAR(middle.x(), size.width() / 2, 2);
+        EXPECT_NEAR(middle.x(), size.width() / 2.0, 2);
         EXPECT_LE(card->width(), 720);
         EXPECT_GE(card->width(), 600);
     }
