@@ -21,8 +21,8 @@ namespace {
 constexpr std::size_t kBufferBytes = 1048576;
 constexpr std::size_t kDirectBytes = 65536; // and more are not worth a copy
 constexpr std::uint64_t kPageBytes = 4096;
-constexpr int kLockTries = 50;
-constexpr std::chrono::milliseconds kLockPause{2};
+constexpr int kLockTries = 100; // half a second: on a busy machine a tool may be held up with the lock
+constexpr std::chrono::milliseconds kLockPause{5};
 
 std::uint64_t record_bytes(StreamFormat format) {
     switch (format) {
