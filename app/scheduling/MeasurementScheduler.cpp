@@ -182,8 +182,8 @@ void MeasurementScheduler::switchTo(ExperimentTab* tab) {
 }
 
 void MeasurementScheduler::startIdle(ExperimentTab* tab) {
-    clearRunningConsumers(
-        true); // of an acquisition that has ended, whose word would find the next one running
+    // Those of an acquisition that has ended, and whose word will find the next one running.
+    clearRunningConsumers(true);
     const bool streaming = port.hasRelay() || tab->requiresTagStreaming();
     tellEngine(tab, !streaming);
     Q_EMIT experimentActivated(tab);
