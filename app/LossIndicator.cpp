@@ -97,7 +97,7 @@ QString LossIndicator::detailsText() const {
     }
     if (unreadSkippedBytes() > 0) {
         parts.append(tr("%1 bytes of the stream were unreadable and skipped. Time tags in them are in "
-                        "no recording and in no plot.")
+                        "no recording and in no plot, and time tags near them may be wrong.")
                          .arg(unreadSkippedBytes()));
     }
     if (unreadNotRelayed() > 0) {
