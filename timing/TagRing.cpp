@@ -4,6 +4,12 @@
 #include <bit>
 
 namespace qorn::timing {
+namespace {
+
+// 4 MiB: fits caches, and the one who writes is not at once where the other has just read.
+constexpr std::size_t kStretchTags = 262144;
+
+} // namespace
 
 void TagRing::clear() {
     head = 0;
@@ -35,8 +41,11 @@ void TagRing::pop_front(std::vector<TimeTag>& out, std::size_t limit) {
 
 void TagRing::drop_front(std::size_t number) {
     if (number > 0) {
-        head = (head + number) & (capacity - 1);
         count -= number;
+        head = (head + number) & (capacity - 1);
+        if (count == 0 && head >= kStretchTags) {
+            head = 0;
+        }
     }
 }
 

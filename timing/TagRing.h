@@ -1,4 +1,6 @@
-// A growing ring of tags: the queue between the reader and its consumer. Not synchronised.
+// A growing ring of tags: the queue between the reader and its consumer. Not synchronised. Once empty it
+// begins at its first slot again, unless it is near there still: so a consumer who keeps up costs a few MiB,
+// and not the memory of all that may wait.
 #pragma once
 
 #include "TimeTag.h"

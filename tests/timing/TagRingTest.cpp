@@ -1,4 +1,5 @@
 #include "TagRing.h"
+#include "ResidentMemory.h"
 
 #include <gtest/gtest.h>
 
@@ -62,6 +63,23 @@ TEST(TagRing, ClearingForgetsAll) {
     std::vector<TimeTag> out;
     ring.pop_front(out, 10);
     EXPECT_EQ(out, tagsFrom(20, 3));
+}
+
+TEST(TagRing, TouchesNoMoreMemoryThanTagsWaitInIt) {
+    constexpr std::size_t kRoom = 1U << 22; // 64 MiB
+    constexpr std::size_t kPass = 4096;
+    constexpr double kMostGrowth = 16.0; // MiB
+    TagRing ring;
+    ring.reserve(kRoom);
+    const auto tags = tagsFrom(0, kPass);
+    std::vector<TimeTag> out;
+    const double before = bench::residentMebibytes();
+    for (std::size_t passed = 0; passed < 2 * kRoom; passed += kPass) {
+        ring.push_back(tags);
+        ring.pop_front(out, kPass);
+    }
+    EXPECT_LT(bench::residentMebibytes() - before, kMostGrowth);
+    EXPECT_EQ(out, tags);
 }
 
 TEST(TagRing, BehavesAsADequeUnderRandomUse) {
