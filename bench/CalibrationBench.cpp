@@ -41,6 +41,20 @@ void table_of_a_million_codes(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<std::int64_t>(codes.size()) * state.iterations());
 }
 
+// What each way to a table has to do at least.
+void count_of_a_million_codes(benchmark::State& state) {
+    const std::vector<std::uint16_t> codes = codes_of_a_line(1'000'000);
+    std::vector<std::uint32_t> counts(1U << 13);
+    for ([[maybe_unused]] auto _ : state) {
+        for (const std::uint16_t code : codes) {
+            ++counts[code & 0x1FFFU];
+        }
+        benchmark::DoNotOptimize(counts.data());
+        benchmark::ClobberMemory();
+    }
+}
+
 } // namespace
 
+BENCHMARK(count_of_a_million_codes)->Name("limit/count_codes")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(table_of_a_million_codes)->Name("calibration/lut")->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -1,4 +1,5 @@
-// From starting a process with the application's window to its first paint, a fresh process each time.
+// From starting a process with the application's window, or an empty one, to its first paint; a fresh process
+// each time.
 #include <QProcess>
 
 #include <benchmark/benchmark.h>
@@ -7,11 +8,11 @@
 
 namespace {
 
-void applicationStart(benchmark::State& state) {
+void startUntilPainted(benchmark::State& state, const QStringList& arguments) {
     for ([[maybe_unused]] auto _ : state) {
         QProcess program;
         const auto start = std::chrono::steady_clock::now();
-        program.start(QString::fromUtf8(QORN_START_PROBE), QStringList());
+        program.start(QString::fromUtf8(QORN_START_PROBE), arguments);
         const bool painted = program.waitForReadyRead(20000) && program.readAll().startsWith("painted");
         state.SetIterationTime(
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
@@ -22,8 +23,13 @@ void applicationStart(benchmark::State& state) {
         }
     }
 }
-BENCHMARK(applicationStart)
+BENCHMARK_CAPTURE(startUntilPainted, application, QStringList())
     ->Name("app/start")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(10);
+BENCHMARK_CAPTURE(startUntilPainted, empty, {QStringLiteral("empty")})
+    ->Name("limit/start_empty_window")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(10);

@@ -15,6 +15,8 @@
 
 #include <chrono>
 
+#include <unistd.h>
+
 namespace {
 
 using namespace qorn::timetagger::gui;
@@ -133,6 +135,39 @@ void saveTabs(benchmark::State& state) {
     QFile::remove(defaultConfigPath());
 }
 
+// The bytes of such a file, forced to the disk.
+void writePlainly(benchmark::State& state) {
+    Workspace workspace;
+    workspace.addTabs(20);
+    QFile saved(workspace.path);
+    if (!workspace.window.saveConfigFile(workspace.path, true, true) || !saved.open(QIODevice::ReadOnly)) {
+        state.SkipWithError("no configuration to write");
+    }
+    const QByteArray bytes = saved.readAll();
+    for ([[maybe_unused]] auto _ : state) {
+        QFile file(workspace.folder.filePath(QStringLiteral("plain")));
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush() ||
+            ::fdatasync(file.handle()) != 0) {
+            state.SkipWithError("the file was not written");
+            break;
+        }
+    }
+}
+
+// Nothing but the painting of the window as it is.
+void repaintWindow(benchmark::State& state) {
+    Workspace workspace;
+    workspace.addTabs(10);
+    PaintCounter painted;
+    workspace.window.installEventFilter(&painted);
+    for ([[maybe_unused]] auto _ : state) {
+        workspace.window.repaint();
+    }
+    if (painted.paints < state.iterations()) {
+        state.SkipWithError("the window was not painted");
+    }
+}
+
 // Up to the painted window.
 void switchTheme(benchmark::State& state) {
     Workspace workspace;
@@ -161,6 +196,8 @@ BENCHMARK_CAPTURE(loadTabs, all, true)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(saveTabs)->Name("config/save_20_tabs")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(writePlainly)->Name("limit/write_configuration")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(repaintWindow)->Name("limit/repaint_window")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(switchTheme)->Name("theme/switch_10_tabs")->UseRealTime()->Unit(benchmark::kMillisecond);
 
 } // namespace

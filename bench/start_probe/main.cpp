@@ -1,15 +1,20 @@
-// The application's start, up to its first painted window: says so on standard output, and ends.
+// The application's start, up to its first painted window: says so on standard output, and ends. With "empty"
+// it is that of a program with an empty window.
 #include "ApplicationSetup.h"
 #include "MainWindow.h"
 
 #include <QApplication>
 #include <QEvent>
+#include <QMainWindow>
 #include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace {
+
+constexpr QSize kWindow{1220, 760}; // as the application has it
 
 // Sees the window's paint event, and reports once the event loop has finished it.
 class FirstPaint : public QObject {
@@ -32,10 +37,16 @@ class FirstPaint : public QObject {
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
-    qorn::timetagger::gui::setUpApplication(application);
-    qorn::timetagger::gui::MainWindow window;
+    std::unique_ptr<QMainWindow> window;
+    if (QCoreApplication::arguments().contains(QStringLiteral("empty"))) {
+        window = std::make_unique<QMainWindow>();
+        window->resize(kWindow);
+    } else {
+        qorn::timetagger::gui::setUpApplication(application);
+        window = std::make_unique<qorn::timetagger::gui::MainWindow>();
+    }
     FirstPaint firstPaint;
-    window.installEventFilter(&firstPaint);
-    window.show();
+    window->installEventFilter(&firstPaint);
+    window->show();
     return QApplication::exec();
 }
