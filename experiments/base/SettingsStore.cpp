@@ -82,10 +82,15 @@ void SettingsStore::remove(const QString& key) {
 }
 
 void SettingsStore::startWriting() {
-    if (!writing && !unwritten.isEmpty()) {
-        writing = true;
-        pool.start([this] { writeAll(); });
+    if (writing) {
+        return; // it looks for more
     }
+    if (unwritten.isEmpty()) {
+        known.clear();
+        return;
+    }
+    writing = true;
+    pool.start([this] { writeAll(); });
 }
 
 void SettingsStore::writeAll() {
@@ -95,6 +100,7 @@ void SettingsStore::writeAll() {
             const std::lock_guard lock(mutex);
             if (unwritten.isEmpty()) {
                 writing = false;
+                known.clear();
                 return;
             }
             changes.swap(unwritten);
