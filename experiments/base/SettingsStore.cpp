@@ -23,7 +23,8 @@ SettingsStore& SettingsStore::instance() {
 
 SettingsStore::SettingsStore() {
     pool.setMaxThreadCount(1);
-    qAddPostRoutine([] { instance().finish(); });
+    pool.setExpiryTimeout(-1);
+    qAddPostRoutine([] { instance().pool.waitForDone(); });
 }
 
 QVariant SettingsStore::value(const QString& key, const QVariant& otherwise) const {
@@ -101,6 +102,7 @@ void SettingsStore::writeAll() {
             if (unwritten.isEmpty()) {
                 writing = false;
                 known.clear();
+                written.notify_all();
                 return;
             }
             changes.swap(unwritten);
@@ -117,7 +119,8 @@ void SettingsStore::writeAll() {
 }
 
 void SettingsStore::finish() {
-    pool.waitForDone();
+    std::unique_lock lock(mutex);
+    written.wait(lock, [this] { return !writing; });
 }
 
 } // namespace qorn::timetagger::gui

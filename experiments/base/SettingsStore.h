@@ -12,6 +12,7 @@
 #include <QVariant>
 #include <QVariantMap>
 
+#include <condition_variable>
 #include <mutex>
 
 namespace qorn::timetagger::gui {
@@ -46,6 +47,7 @@ private:
     void writeAll(); // in the pool's thread
 
     mutable std::mutex mutex;
+    std::condition_variable written;
     bool writing = false;  // QSettings would keep those waiting who ask it
     QVariantMap known;     // while writing: what is stored, with all changes
     QVariantMap unwritten; // an invalid value stands for one that goes
