@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QSettings>
 
+#include <utility>
+
 namespace qorn::timetagger::gui {
 namespace {
 
@@ -14,6 +16,17 @@ QVariantMap valuesOf(const QSettings& settings) {
     return values;
 }
 
+void write(const QVariantMap& changes) {
+    QSettings settings; // writes when it goes
+    for (auto entry = changes.begin(); entry != changes.end(); ++entry) {
+        if (entry->isValid()) {
+            settings.setValue(entry.key(), *entry);
+        } else {
+            settings.remove(entry.key());
+        }
+    }
+}
+
 } // namespace
 
 SettingsStore& SettingsStore::instance() {
@@ -22,9 +35,22 @@ SettingsStore& SettingsStore::instance() {
 }
 
 SettingsStore::SettingsStore() {
-    pool.setMaxThreadCount(1);
-    pool.setExpiryTimeout(-1);
-    qAddPostRoutine([] { instance().pool.waitForDone(); });
+    qAddPostRoutine([] { instance().stop(); });
+}
+
+SettingsStore::~SettingsStore() {
+    stop();
+}
+
+void SettingsStore::stop() {
+    {
+        const std::lock_guard lock(mutex);
+        stopping = true;
+    }
+    changed.notify_all();
+    if (writer.joinable()) {
+        writer.join();
+    }
 }
 
 QVariant SettingsStore::value(const QString& key, const QVariant& otherwise) const {
@@ -83,37 +109,31 @@ void SettingsStore::remove(const QString& key) {
 }
 
 void SettingsStore::startWriting() {
-    if (writing) {
-        return; // it looks for more
-    }
     if (unwritten.isEmpty()) {
-        known.clear();
         return;
     }
     writing = true;
-    pool.start([this] { writeAll(); });
+    if (!writer.joinable()) {
+        writer = std::thread([this] { writeUntilStopped(); });
+    }
+    changed.notify_all();
 }
 
-void SettingsStore::writeAll() {
+void SettingsStore::writeUntilStopped() {
+    std::unique_lock lock(mutex);
     for (;;) {
-        QVariantMap changes;
-        {
-            const std::lock_guard lock(mutex);
-            if (unwritten.isEmpty()) {
-                writing = false;
-                known.clear();
-                written.notify_all();
-                return;
-            }
-            changes.swap(unwritten);
+        changed.wait(lock, [this] { return stopping || !unwritten.isEmpty(); });
+        if (unwritten.isEmpty()) {
+            return;
         }
-        QSettings settings; // writes when it goes
-        for (auto entry = changes.begin(); entry != changes.end(); ++entry) {
-            if (entry->isValid()) {
-                settings.setValue(entry.key(), *entry);
-            } else {
-                settings.remove(entry.key());
-            }
+        const QVariantMap changes = std::exchange(unwritten, {});
+        lock.unlock();
+        write(changes);
+        lock.lock();
+        if (unwritten.isEmpty()) {
+            writing = false;
+            known.clear();
+            written.notify_all();
         }
     }
 }

@@ -8,12 +8,12 @@
 #pragma once
 
 #include <QString>
-#include <QThreadPool>
 #include <QVariant>
 #include <QVariantMap>
 
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 namespace qorn::timetagger::gui {
 
@@ -41,17 +41,20 @@ public:
 
 private:
     SettingsStore();
-    ~SettingsStore() = default;
+    ~SettingsStore();
 
     void startWriting();
-    void writeAll(); // in the pool's thread
+    void writeUntilStopped(); // in a thread of its own
+    void stop();
 
     mutable std::mutex mutex;
+    std::condition_variable changed;
     std::condition_variable written;
     bool writing = false;  // QSettings would keep those waiting who ask it
+    bool stopping = false; // when all is written
     QVariantMap known;     // while writing: what is stored, with all changes
     QVariantMap unwritten; // an invalid value stands for one that goes
-    QThreadPool pool;
+    std::thread writer;    // from the first change on
 };
 
 } // namespace qorn::timetagger::gui
