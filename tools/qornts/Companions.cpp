@@ -104,8 +104,7 @@ std::string unreadable(const timing::RecordingCompanion& companion) {
 std::string unvouched(const timing::RecordingCompanion& companion) {
     const std::uint64_t from = *companion.unvouched_from;
     return counted(companion.records - from, "record") + " from record " + std::to_string(from) +
-           " on came from a recovery: nothing vouches for them, and silences among them may be too short "
-           "by " +
+           " on came from a recovery: nothing vouches for them, and silences among them may be too short by "
            "multiples of 14.3 s";
 }
 
