@@ -86,6 +86,7 @@ private:
         if (!isTime(time) && isTime(near)) {
             time = near;
             left = true;
+            moved = record == 0; // what does not fit changes nothing
         }
         for (const RecordCheckpoint& checkpoint : companion.checkpoints) {
             if (checkpoint.record == record && !left) {
