@@ -27,8 +27,10 @@ constexpr size_t kSegmentsPerRun = 20;
 // same there, and are several times faster than the outline.
 constexpr double kDensestOutline = 60.0;
 
-// A longer run (pixels of line) that is no such patch is faster as single lines with their joins patched in.
+// A longer run (pixels of line) that is no such patch is faster as single lines with their joins patched in,
+// unless it has more than so many segments in each pixel of its width.
 constexpr double kLongestOutline = 400.0;
+constexpr double kDensestPatches = 1.5;
 
 // A join that lacks less than this (square pixels) needs no patch.
 constexpr double kSmallestGap = 0.05;
@@ -168,10 +170,10 @@ void SeriesStroker::strokePiece(QPainter& target) {
             rightmost = std::max(rightmost, piece[i].x());
         }
         const double width = rightmost - leftmost;
-        const bool denserThanPixels = static_cast<double>(last - first) > width;
-        if (denserThanPixels && length > kDensestOutline * width) {
+        const auto segments = static_cast<double>(last - first);
+        if (segments > width && length > kDensestOutline * width) {
             drawRunLines(target, first, last);
-        } else if (!denserThanPixels && length > kLongestOutline) {
+        } else if (segments <= kDensestPatches * width && length > kLongestOutline) {
             drawRunLines(target, first, last);
             fillRunJoins(target, first, last);
         } else {

@@ -104,7 +104,7 @@ TEST_F(PlotFidelity, SolidSmoothTracesLookLikeOnePath) {
 }
 
 TEST_F(PlotFidelity, SolidSteepTracesLookLikeOnePath) {
-    for (const int count : {100, 1000, 10000}) {
+    for (const int count : {100, 780, 1000, 1200, 10000}) {
         for (const double lineWidth : {0.5, 1.8, 4.0}) {
             SCOPED_TRACE(::testing::Message() << count << " points, width " << lineWidth);
             compare(steepTrace(count), kBlue, lineWidth, kSmoothLimit);
@@ -113,7 +113,7 @@ TEST_F(PlotFidelity, SolidSteepTracesLookLikeOnePath) {
 }
 
 TEST_F(PlotFidelity, SolidWhiteNoiseLooksLikeOnePath) {
-    for (const int count : {50, 400, 1500, 4000}) {
+    for (const int count : {50, 400, 1000, 1500, 4000}) {
         for (const double lineWidth : {0.5, 1.0, 1.8, 4.0}) {
             SCOPED_TRACE(::testing::Message() << count << " points, width " << lineWidth);
             compare(noiseTrace(count), kRed, lineWidth, kNoiseLimit);
