@@ -39,9 +39,9 @@ Trace steepTrace(int count) {
     return traceOf(count, [](double x) { return 5.0 + 4.5 * std::sin(x * 20.0); });
 }
 
-Trace noiseTrace(int count) {
+Trace noiseTrace(int count, double least = 0.2, double most = 9.8) {
     std::mt19937 generator(20240611);
-    std::uniform_real_distribution<double> level(0.2, 9.8);
+    std::uniform_real_distribution<double> level(least, most);
     return traceOf(count, [&](double) { return level(generator); });
 }
 
@@ -118,6 +118,15 @@ TEST_F(PlotFidelity, SolidWhiteNoiseLooksLikeOnePath) {
             SCOPED_TRACE(::testing::Message() << count << " points, width " << lineWidth);
             compare(noiseTrace(count), kRed, lineWidth, kNoiseLimit);
         }
+    }
+}
+
+// About one point per pixel, with steps of a few line widths: corners that are left out show by a third more
+// than what is off with them (0.0005 of the plot).
+TEST_F(PlotFidelity, SolidZigzagsHaveTheirCorners) {
+    for (const int count : {780, 1000, 1200}) {
+        SCOPED_TRACE(::testing::Message() << count << " points");
+        compare(noiseTrace(count, 4.0, 6.2), kRed, 8.0, 0.0006);
     }
 }
 
