@@ -6,8 +6,6 @@
 #include <QApplication>
 #include <QDir>
 #include <QTemporaryDir>
-#include <QThread>
-#include <QThreadPool>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -34,19 +32,6 @@ class IsolationListener : public testing::EmptyTestEventListener {
     }
 };
 
-// Qt lets go of its threads before the system has ended them, and the leak check at the end of the program
-// cannot bear to meet one that is just ending.
-void awaitEndOfThreads() {
-    constexpr int kTries = 200;
-    if (QThreadPool* pool = QThreadPool::globalInstance()) { // none behind the application's end
-        pool->waitForDone();
-    }
-    for (int i = 0; i < kTries && QDir(QStringLiteral("/proc/self/task")).count() > 3;
-         ++i) { // ".", ".." and this
-        QThread::msleep(1);
-    }
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -72,6 +57,5 @@ int main(int argc, char** argv) {
         testing::UnitTest::GetInstance()->listeners().Append(new IsolationListener);
         result = RUN_ALL_TESTS();
     }
-    awaitEndOfThreads();
     return result;
 }
