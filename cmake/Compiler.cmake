@@ -13,7 +13,7 @@ if(QORN_SANITIZE)
   add_link_options(-fsanitize=${QORN_SANITIZE})
 endif()
 if(QORN_SANITIZE MATCHES address)
-  add_library(qorn_leak_check OBJECT ${CMAKE_CURRENT_LIST_DIR}/LeakCheckAtEnd.cpp)
+  add_library(qorn_leak_check OBJECT ${CMAKE_CURRENT_LIST_DIR}/LeakCheck.cpp)
   target_link_libraries(qorn_leak_check PRIVATE qorn_compiler)
 endif()
 
