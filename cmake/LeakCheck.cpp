@@ -3,8 +3,7 @@
 
 #include <sanitizer/lsan_interface.h>
 
-// The leak check of GCC 12 now and then takes a wrong address for the thread-local data of a plugin and
-// crashes.
+// GCC 12 now and then takes a wrong address for the thread-local data of a plugin, and its check crashes.
 extern "C" __attribute__((visibility("default"), no_sanitize_address)) const char*
 __asan_default_options() { // NOLINT(bugprone-reserved-identifier): the sanitizer's name
     return "intercept_tls_get_addr=0";
